@@ -1,0 +1,92 @@
+#include "KitwellPlatform/Files/AtomicFile.h"
+
+#include <cerrno>
+#include <fcntl.h>
+#include <filesystem>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "KitwellPlatform/Files/FileAccess.h"
+#include "KitwellPlatform/Files/NewFile.h"
+
+namespace kitwell::platform {
+
+namespace {
+
+constexpr int kMaxLinks = 40; // the kernel's own bound
+
+// The path that a chain of symlinks leads to, also where nothing stands at its end yet.
+Result<std::string> followLinks(std::string path) {
+    for (int links = 0; links < kMaxLinks; ++links) {
+        std::error_code failure;
+        const std::filesystem::path target = std::filesystem::read_symlink(path, failure);
+        if (failure)
+            return path;
+        path = (std::filesystem::path(folderOf(path)) / target).string();
+    }
+    return systemError("follow the symlinks at " + path, ELOOP);
+}
+
+// The group's rights belonged to the old group: another one is left with what everybody has.
+mode_t withoutGroupRights(mode_t mode) {
+    return mode & (0707U | (mode & 07U) << 3U);
+}
+
+// Gives the new file the mode, owner and group of the file it is to replace.
+Result<void> takeOverRights(int descriptor, const std::string& path) {
+    struct stat old {};
+    mode_t mode = 0600;
+    if (::lstat(path.c_str(), &old) == 0) {
+        if (!S_ISREG(old.st_mode))
+            return systemError("replace " + path + ", which is no regular file", EINVAL);
+        mode = old.st_mode & 0777U;
+        if (::fchown(descriptor, old.st_uid, old.st_gid) != 0 &&
+            ::fchown(descriptor, static_cast<uid_t>(-1), old.st_gid) != 0)
+            mode = withoutGroupRights(mode);
+    } else if (errno != ENOENT) {
+        return systemError("look at " + path, errno);
+    }
+    if (::fchmod(descriptor, mode) != 0)
+        return systemError("set the mode of " + path, errno);
+    return {};
+}
+
+// A file system that answers EINVAL keeps nothing that could be brought to the disk.
+Result<void> bringToDisk(int descriptor, const std::string& path) {
+    if (::fsync(descriptor) != 0 && errno != EINVAL)
+        return systemError("bring to the disk " + path, errno);
+    return {};
+}
+
+} // namespace
+
+Result<void> replaceFile(const std::string& path, std::span<const std::byte> content) {
+    const auto target = followLinks(path);
+    if (!target)
+        return target.error();
+    const auto folder = openFile(folderOf(*target), O_RDONLY | O_DIRECTORY);
+    if (!folder)
+        return folder.error();
+    auto file = NewFile::inFolder(folderOf(*target));
+    if (!file)
+        return file.error();
+    if (auto done = takeOverRights(file->descriptor(), *target); !done)
+        return done;
+    if (auto done = writeAll(file->descriptor(), content, *target); !done)
+        return done;
+    if (auto done = bringToDisk(file->descriptor(), *target); !done)
+        return done;
+    if (auto done = file->replace(*target); !done)
+        return done;
+    return bringToDisk(folder->get(), folderOf(*target));
+}
+
+Result<Data> readFile(const std::string& path, std::size_t limit) {
+    // Without waiting: a FIFO in the file's place must not hold the caller.
+    const auto file = openFile(path, O_RDONLY | O_NONBLOCK | O_NOCTTY);
+    if (!file)
+        return file.error();
+    return readRegularFile(file->get(), limit, path);
+}
+
+} // namespace kitwell::platform

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <cstddef>
+#include <span>
+#include <string>
+#include <sys/types.h>
+
+#include "KitwellPlatform/Files/FileDescriptor.h"
+#include "KitwellPlatform/Values/Data.h"
+#include "KitwellPlatform/Values/Result.h"
+
+namespace kitwell::platform {
+
+// The steps that the file services share. Inside the library only; any thread.
+
+// open(2) with close-on-exec. A path that holds a NUL, which the system would cut short, is the error EINVAL.
+Result<FileDescriptor> openFile(const std::string& path, int flags, mode_t mode = 0);
+
+// Writes all of the bytes; `path` is for the error's text.
+Result<void> writeAll(int descriptor, std::span<const std::byte> bytes, const std::string& path);
+
+// The whole content of an open regular file: EFBIG beyond `limit` bytes, before memory is taken; EINVAL for
+// anything else than a regular file.
+Result<Data> readRegularFile(int descriptor, std::size_t limit, const std::string& path);
+
+// The folder that holds what the path names; "." for a path of one component.
+std::string folderOf(const std::string& path);
+
+} // namespace kitwell::platform

@@ -1,0 +1,37 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "KitwellPlatform/Export.h"
+#include "KitwellPlatform/Values/Result.h"
+
+namespace kitwell::platform {
+
+// Small file operations by path. Stateless; any thread.
+class PLATFORM_API FileManager {
+public:
+    FileManager() = delete;
+
+    // Whether anything stands at the path; a symlink counts as what it leads to.
+    static bool fileExists(const std::string& path);
+    static bool folderExists(const std::string& path);
+    // Whether this process may write to it, as the system itself answers.
+    static bool isWritable(const std::string& path);
+    // Whether it is a regular file that this process may execute.
+    static bool isExecutable(const std::string& path);
+    // Creates what is missing of the path, mode 0700; an existing folder is a success.
+    static Result<void> createFolder(const std::string& path);
+    static Result<void> removeFile(const std::string& path);
+    // Names without "." and "..", sorted by their bytes; empty when the folder cannot be read.
+    static std::vector<std::string> namesInFolder(const std::string& path);
+    // Bytes that an ordinary user may still write on the volume that holds the path, and the volume's size.
+    struct VolumeSpace {
+        std::uint64_t freeBytes = 0;
+        std::uint64_t totalBytes = 0;
+    };
+    static Result<VolumeSpace> volumeSpace(const std::string& path);
+};
+
+} // namespace kitwell::platform

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <string>
+
+#include "KitwellPlatform/Export.h"
+#include "KitwellPlatform/Files/FileDescriptor.h"
+#include "KitwellPlatform/Values/Result.h"
+
+namespace kitwell::platform {
+
+// An open file or folder whose exclusive advisory lock is held from the moment the call returns until the
+// object goes. The lock excludes every other holder, in this process and in others, and ends with the
+// process. It is not re-entrant: a second lock of the same file by the same thread waits forever.
+class PLATFORM_API LockedFile {
+public:
+    enum class Wait { ForLock, Never };
+
+    // A folder that exists. With Wait::Never a lock held elsewhere is the error EWOULDBLOCK.
+    static Result<LockedFile> lockFolder(const std::string& path, Wait wait = Wait::ForLock);
+    // A file of mode 0600, created when missing and never removed; a symlink in its place is refused.
+    static Result<LockedFile> lockFile(const std::string& path, Wait wait = Wait::ForLock);
+    // A new file of mode 0600 with this content, locked before its name exists. EEXIST when the name is
+    // taken.
+    static Result<LockedFile> createLocked(const std::string& path, const std::string& content);
+
+    int descriptor() const { return descriptor_.get(); }
+
+private:
+    explicit LockedFile(FileDescriptor descriptor) : descriptor_(std::move(descriptor)) {}
+
+    FileDescriptor descriptor_;
+};
+
+} // namespace kitwell::platform

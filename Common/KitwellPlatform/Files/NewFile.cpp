@@ -1,0 +1,73 @@
+#include "KitwellPlatform/Files/NewFile.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <fcntl.h>
+#include <random>
+#include <unistd.h>
+
+#include "KitwellPlatform/Files/FileAccess.h"
+
+namespace kitwell::platform {
+
+namespace {
+
+constexpr char kTemporaryName[] = "/.temporary-";
+
+// Older kernels give an open file a name by its place under /proc only; a process that changed its user
+// cannot see that place, which newer kernels do not need.
+bool linkOpenFile(int descriptor, const std::string& path) {
+    if (::linkat(descriptor, "", AT_FDCWD, path.c_str(), AT_EMPTY_PATH) == 0)
+        return true;
+    if (errno == EEXIST)
+        return false;
+    const std::string place = "/proc/self/fd/" + std::to_string(descriptor);
+    return ::linkat(AT_FDCWD, place.c_str(), AT_FDCWD, path.c_str(), AT_SYMLINK_FOLLOW) == 0;
+}
+
+// Kernels that know no files without a name answer EISDIR.
+bool lacksUnnamedFiles(const Error& error) {
+    return error.code == EOPNOTSUPP || error.code == EISDIR;
+}
+
+} // namespace
+
+Result<NewFile> NewFile::inFolder(std::string folder) {
+    auto unnamed = openFile(folder, O_TMPFILE | O_RDWR, 0600);
+    if (unnamed)
+        return NewFile(*std::move(unnamed), std::move(folder), "");
+    if (!lacksUnnamedFiles(unnamed.error()))
+        return unnamed.error();
+    std::string path = folder + kTemporaryName + "XXXXXX";
+    FileDescriptor named(::mkostemp(path.data(), O_CLOEXEC));
+    if (!named)
+        return systemError("create a file in " + folder, errno);
+    return NewFile(std::move(named), std::move(folder), std::move(path));
+}
+
+NewFile::~NewFile() {
+    if (!temporaryPath_.empty())
+        ::unlink(temporaryPath_.c_str());
+}
+
+Result<void> NewFile::appearAs(const std::string& path) {
+    const bool done = temporaryPath_.empty() ? linkOpenFile(descriptor(), path)
+                                             : ::link(temporaryPath_.c_str(), path.c_str()) == 0;
+    return done ? Result<void>() : systemError("create " + path, errno);
+}
+
+Result<void> NewFile::replace(const std::string& path) {
+    if (temporaryPath_.empty()) { // only a name can be renamed
+        std::random_device random;
+        std::string name = folder_ + kTemporaryName + std::to_string(random()) + std::to_string(random());
+        if (auto named = appearAs(name); !named)
+            return named;
+        temporaryPath_ = std::move(name);
+    }
+    if (::rename(temporaryPath_.c_str(), path.c_str()) != 0)
+        return systemError("replace " + path, errno);
+    temporaryPath_.clear();
+    return {};
+}
+
+} // namespace kitwell::platform

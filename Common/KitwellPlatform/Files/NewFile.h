@@ -1,0 +1,41 @@
+#pragma once
+
+#include <string>
+#include <utility>
+
+#include "KitwellPlatform/Files/FileDescriptor.h"
+#include "KitwellPlatform/Values/Result.h"
+
+namespace kitwell::platform {
+
+// A new empty file of mode 0600 that nobody else sees before it is finished and takes its name. Until then it
+// has no name at all, so that nothing stays behind when the process is killed; on a file system that knows no
+// such files it has a temporary name, which goes with the object. Inside the library only; any thread.
+class NewFile {
+public:
+    static Result<NewFile> inFolder(std::string folder);
+
+    NewFile(NewFile&& other) noexcept
+        : descriptor_(std::move(other.descriptor_)), folder_(std::move(other.folder_)),
+          temporaryPath_(std::exchange(other.temporaryPath_, {})) {}
+    NewFile& operator=(NewFile&&) = delete;
+    ~NewFile();
+
+    int descriptor() const { return descriptor_.get(); }
+    FileDescriptor takeDescriptor() { return std::move(descriptor_); }
+    // The name must be free, else EEXIST; the path is in the file's folder.
+    Result<void> appearAs(const std::string& path);
+    // Takes the place of what has the name, with no moment without it.
+    Result<void> replace(const std::string& path);
+
+private:
+    NewFile(FileDescriptor descriptor, std::string folder, std::string temporaryPath)
+        : descriptor_(std::move(descriptor)), folder_(std::move(folder)),
+          temporaryPath_(std::move(temporaryPath)) {}
+
+    FileDescriptor descriptor_;
+    std::string folder_;
+    std::string temporaryPath_; // empty while there is none
+};
+
+} // namespace kitwell::platform

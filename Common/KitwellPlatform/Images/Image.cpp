@@ -1,0 +1,89 @@
+#include "KitwellPlatform/Images/Image.h"
+
+#include <algorithm>
+#include <mutex>
+#include <utility>
+
+#include "KitwellPlatform/Files/AtomicFile.h"
+#include "KitwellPlatform/Images/TiffCodec.h"
+
+namespace kitwell::platform {
+
+namespace {
+
+// Room for the largest picture with 16 bits a sample.
+constexpr std::size_t kMaxFileSize = kMaxImagePixels * 8;
+
+bool isWhole(const ImageRepresentation& picture) {
+    const std::uint64_t pixels = std::uint64_t{picture.width} * picture.height;
+    return pixels > 0 && pixels <= kMaxImagePixels && picture.pixels.size() == pixels * 4;
+}
+
+bool isWithinBounds(const std::vector<ImageRepresentation>& pictures) {
+    std::uint64_t bytes = 0;
+    for (const ImageRepresentation& picture : pictures)
+        bytes += picture.pixels.size();
+    return pictures.size() <= kMaxImageRepresentations && bytes <= kMaxImagePixels * 4;
+}
+
+std::vector<ImageRepresentation> readPictures(const std::string& path) {
+    const Result<Data> content = readFile(path, kMaxFileSize);
+    if (!content)
+        return {};
+    return readTiff(*content).value_or(std::vector<ImageRepresentation>());
+}
+
+} // namespace
+
+// Copies of an image on two threads may both be the first to look at the file.
+struct Image::State {
+    std::string path;
+    std::once_flag read;
+    std::vector<ImageRepresentation> pictures;
+};
+
+Image::Image(std::shared_ptr<State> state) : state_(std::move(state)) {}
+
+std::optional<Image> Image::fromRepresentations(std::vector<ImageRepresentation> representations) {
+    if (representations.empty() || !std::all_of(representations.begin(), representations.end(), isWhole) ||
+        !isWithinBounds(representations))
+        return std::nullopt;
+    auto state = std::make_shared<State>();
+    state->pictures = std::move(representations);
+    return Image(std::move(state));
+}
+
+std::optional<Image> Image::fromData(const Data& data) {
+    auto pictures = readTiff(data);
+    if (!pictures)
+        return std::nullopt;
+    return fromRepresentations(std::move(*pictures));
+}
+
+Image Image::byReferencingFile(std::string path) {
+    auto state = std::make_shared<State>();
+    state->path = std::move(path);
+    return Image(std::move(state));
+}
+
+const std::vector<ImageRepresentation>& Image::representations() const {
+    std::call_once(state_->read, [&state = *state_] {
+        if (!state.path.empty())
+            state.pictures = readPictures(state.path);
+    });
+    return state_->pictures;
+}
+
+std::uint32_t Image::width() const {
+    return representations().empty() ? 0 : representations().front().width;
+}
+
+std::uint32_t Image::height() const {
+    return representations().empty() ? 0 : representations().front().height;
+}
+
+std::optional<Data> Image::tiffRepresentation() const {
+    return representations().empty() ? std::nullopt : writeTiff(representations());
+}
+
+} // namespace kitwell::platform

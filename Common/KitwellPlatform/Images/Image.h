@@ -1,0 +1,63 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "KitwellPlatform/Export.h"
+#include "KitwellPlatform/Values/Data.h"
+
+namespace kitwell::platform {
+
+// A picture larger than this in all its representations is refused before memory is taken.
+inline constexpr std::uint64_t kMaxImagePixels = 64ULL << 20;
+inline constexpr std::size_t kMaxImageRepresentations = 64;
+
+// One bitmap of an image: rows from the top, 4 bytes a pixel in the order red, green, blue, alpha, alpha not
+// premultiplied, no padding between rows.
+struct PLATFORM_API ImageRepresentation {
+    std::uint32_t width = 0;
+    std::uint32_t height = 0;
+    Data pixels; // width * height * 4 bytes
+
+    friend bool operator==(const ImageRepresentation&, const ImageRepresentation&) = default;
+};
+
+// A picture in one or more representations, and whether it is a template (drawn in the colour of its
+// surroundings). Copies share their pixels; the template flag belongs to each copy. One thread at a time;
+// copies may be on different threads.
+class PLATFORM_API Image {
+public:
+    // Nothing when there is no representation, one of them is empty, its bytes do not match its size, or all
+    // together are beyond the bounds above.
+    static std::optional<Image> fromRepresentations(std::vector<ImageRepresentation> representations);
+    // Reads TIFF with all its pictures; may share the bytes of `data`. Nothing when the data is no picture,
+    // is damaged, or is beyond the bounds above.
+    static std::optional<Image> fromData(const Data& data);
+    // Refers to a file: it is read when the first representation is asked for. A file that then cannot be
+    // read gives an image without representations.
+    static Image byReferencingFile(std::string path);
+
+    const std::vector<ImageRepresentation>& representations() const;
+    // Of the first representation; 0 when there is none.
+    std::uint32_t width() const;
+    std::uint32_t height() const;
+
+    bool isTemplate() const { return isTemplate_; }
+    void setTemplate(bool isTemplate) { isTemplate_ = isTemplate; }
+
+    // Uncompressed TIFF of all representations; nothing when there is none. The same image gives the same
+    // bytes.
+    std::optional<Data> tiffRepresentation() const;
+
+private:
+    struct State;
+    explicit Image(std::shared_ptr<State> state);
+    std::shared_ptr<State> state_;
+    bool isTemplate_ = false;
+};
+
+} // namespace kitwell::platform

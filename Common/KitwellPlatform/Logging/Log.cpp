@@ -1,0 +1,85 @@
+#include "KitwellPlatform/Logging/Log.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "KitwellPlatform/Values/Text.h"
+
+namespace kitwell::platform {
+
+namespace {
+
+struct SinkHolder {
+    std::mutex mutex;
+    LogSink sink;
+};
+
+// Never destroyed, so that a line may still be written while the process ends.
+SinkHolder& holder() {
+    static SinkHolder* const one = std::make_unique<SinkHolder>().release();
+    return *one;
+}
+
+// The journal names the device and inode of the stream it gave the process; a redirected stream is not the
+// journal.
+bool standardErrorIsJournal() {
+    const char* stream = std::getenv("JOURNAL_STREAM");
+    struct stat status {};
+    if (!stream || ::fstat(STDERR_FILENO, &status) != 0)
+        return false;
+    return std::to_string(status.st_dev) + ":" + std::to_string(status.st_ino) == stream;
+}
+
+// Under the journal the priority "informational" stands in front; the journal itself knows program and
+// process.
+std::string linePrefix() {
+    if (standardErrorIsJournal())
+        return "<6>";
+    return formatText("%@[%d]: ", program_invocation_short_name, static_cast<int>(::getpid()));
+}
+
+std::string withoutControlCharacters(std::string_view text) {
+    std::string line;
+    line.reserve(text.size());
+    for (const char character : text) {
+        const auto byte = static_cast<unsigned char>(character);
+        if (byte == '\n')
+            line += "\\n";
+        else if (byte < 0x20 || byte == 0x7F)
+            line += formatText("\\x%02x", static_cast<unsigned>(byte));
+        else
+            line += character;
+    }
+    return line;
+}
+
+} // namespace
+
+void setLogSink(LogSink sink) {
+    const std::lock_guard guard(holder().mutex);
+    holder().sink = std::move(sink);
+}
+
+void writeLogLine(std::string_view text) {
+    const std::string line = withoutControlCharacters(text);
+    LogSink sink;
+    {
+        const std::lock_guard guard(holder().mutex);
+        sink = holder().sink;
+    }
+    if (sink) {
+        sink(line);
+        return;
+    }
+    const std::string whole = linePrefix() + line + "\n";
+    // A log line that cannot be written has nobody left to be told.
+    [[maybe_unused]] const ssize_t ignored = ::write(STDERR_FILENO, whole.data(), whole.size());
+}
+
+} // namespace kitwell::platform

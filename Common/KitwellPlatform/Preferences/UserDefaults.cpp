@@ -1,0 +1,195 @@
+#include "KitwellPlatform/Preferences/UserDefaults.h"
+
+#include <cerrno>
+#include <map>
+#include <utility>
+
+#include "KitwellPlatform/Applications/Bundle.h"
+#include "KitwellPlatform/Files/FileUrl.h"
+#include "KitwellPlatform/Files/SearchPaths.h"
+#include "KitwellPlatform/Logging/Log.h"
+#include "KitwellPlatform/Preferences/PreferencesFile.h"
+#include "KitwellPlatform/Values/PropertyList.h"
+
+namespace kitwell::platform {
+
+namespace {
+
+// Empty, with a log line, for a name that cannot be a domain's.
+std::string pathOrNothing(const Result<std::string>& folder, std::string_view domain) {
+    if (folder)
+        return *folder + "/" + std::string(domain) + ".plist";
+    writeLogLine("preferences: there is no domain '" + std::string(domain) +
+                 "': " + folder.error().description);
+    return {};
+}
+
+std::string suitePath(std::string_view suite) {
+    auto folder = SearchPaths::groupContainer(suite);
+    if (folder)
+        *folder += "/Library/Preferences";
+    return pathOrNothing(folder, suite);
+}
+
+std::string applicationPath(std::string_view identifier) {
+    if (!isPlainFileName(identifier))
+        return pathOrNothing(systemError("use the text as a file name", EINVAL), identifier);
+    return pathOrNothing(SearchPaths::userLibrary() + "/Preferences", identifier);
+}
+
+// A program outside any bundle has a domain, too: its own name's.
+std::string mainIdentifier() {
+    const std::string identifier = Bundle::main().identifier();
+    return identifier.empty() ? FileUrl(SearchPaths::executable()).lastPathComponent() : identifier;
+}
+
+// Finer than equality: a zero's sign counts, and a NaN equals itself.
+bool isWrittenAlike(const Value& left, const Value& right) {
+    const auto leftBytes = writeBinaryPropertyList(left);
+    const auto rightBytes = writeBinaryPropertyList(right);
+    return leftBytes && rightBytes && *leftBytes == *rightBytes;
+}
+
+template <class T>
+std::optional<T> copied(const T* held) {
+    return held ? std::optional(*held) : std::nullopt;
+}
+
+} // namespace
+
+struct UserDefaults::State {
+    explicit State(std::string path) : file(std::move(path)) {}
+
+    PreferencesFile file;
+    bool isRead = false;
+    std::map<std::string, std::optional<Value>, std::less<>> changes; // nothing stands for a removed key
+
+    // The value under the key, or null; valid until the next change or refresh.
+    const Value* find(std::string_view key);
+    // Puts the changes into `content`; whether that made a difference.
+    bool applyChanges(Dictionary& content) const;
+};
+
+const Value* UserDefaults::State::find(std::string_view key) {
+    if (const auto change = changes.find(key); change != changes.end())
+        return change->second ? &*change->second : nullptr;
+    if (!std::exchange(isRead, true))
+        file.refresh();
+    return file.content().find(key);
+}
+
+bool UserDefaults::State::applyChanges(Dictionary& content) const {
+    bool differs = false;
+    for (const auto& [key, value] : changes) {
+        if (!value) {
+            differs |= content.remove(key);
+            continue;
+        }
+        const Value* held = content.find(key);
+        if (held && isWrittenAlike(*held, *value))
+            continue;
+        content.set(key, *value);
+        differs = true;
+    }
+    return differs;
+}
+
+UserDefaults::UserDefaults(std::unique_ptr<State> state) : state_(std::move(state)) {}
+
+UserDefaults::UserDefaults(std::string_view suiteName)
+    : state_(std::make_unique<State>(suitePath(suiteName))) {}
+
+UserDefaults& UserDefaults::standard() {
+    static UserDefaults one = forApplication(mainIdentifier());
+    return one;
+}
+
+UserDefaults UserDefaults::forApplication(std::string_view bundleIdentifier) {
+    return UserDefaults(std::make_unique<State>(applicationPath(bundleIdentifier)));
+}
+
+UserDefaults::UserDefaults(UserDefaults&&) noexcept = default;
+
+UserDefaults& UserDefaults::operator=(UserDefaults&& other) noexcept {
+    // What stood here goes with `other`, and is written when that goes.
+    std::swap(state_, other.state_);
+    return *this;
+}
+
+UserDefaults::~UserDefaults() {
+    if (state_ && !state_->changes.empty())
+        synchronize();
+}
+
+std::optional<Value> UserDefaults::objectForKey(std::string_view key) const {
+    return copied(state_->find(key));
+}
+
+std::optional<Array> UserDefaults::arrayForKey(std::string_view key) const {
+    const Value* value = state_->find(key);
+    return value ? copied(value->asArray()) : std::nullopt;
+}
+
+std::optional<Dictionary> UserDefaults::dictionaryForKey(std::string_view key) const {
+    const Value* value = state_->find(key);
+    return value ? copied(value->asDictionary()) : std::nullopt;
+}
+
+std::optional<std::string> UserDefaults::stringForKey(std::string_view key) const {
+    const Value* value = state_->find(key);
+    return value ? copied(value->asText()) : std::nullopt;
+}
+
+std::optional<bool> UserDefaults::boolForKey(std::string_view key) const {
+    const Value* value = state_->find(key);
+    return value ? copied(value->asBoolean()) : std::nullopt;
+}
+
+std::optional<double> UserDefaults::doubleForKey(std::string_view key) const {
+    const Value* value = state_->find(key);
+    if (value && value->asSigned())
+        return static_cast<double>(*value->asSigned());
+    if (value && value->asUnsigned())
+        return static_cast<double>(*value->asUnsigned());
+    return value ? copied(value->asDouble()) : std::nullopt;
+}
+
+std::optional<Date> UserDefaults::dateForKey(std::string_view key) const {
+    const Value* value = state_->find(key);
+    return value ? copied(value->asDate()) : std::nullopt;
+}
+
+void UserDefaults::setObjectForKey(Value value, std::string_view key) {
+    if (value.isNull())
+        return removeObjectForKey(key);
+    // Refused here, since the file could never be written with it, nor with any other change.
+    const auto encoded = writeBinaryPropertyList(Dictionary{{std::string(key), value}});
+    if (!encoded) {
+        writeLogLine("preferences: the value for '" + std::string(key) +
+                     "' is refused: " + encoded.error().description);
+        return;
+    }
+    state_->changes.insert_or_assign(std::string(key), std::move(value));
+}
+
+void UserDefaults::removeObjectForKey(std::string_view key) {
+    state_->changes.insert_or_assign(std::string(key), std::nullopt);
+}
+
+bool UserDefaults::synchronize() {
+    State& state = *state_;
+    state.isRead = true;
+    if (state.changes.empty())
+        return state.file.refresh();
+    const auto releasedAfterTheLock = state.file.seen();
+    const auto lock = state.file.lock();
+    if (!lock || !state.file.refreshLocked())
+        return false;
+    Dictionary content = state.file.content();
+    if (state.applyChanges(content) && !state.file.write(std::move(content)))
+        return false;
+    state.changes.clear();
+    return true;
+}
+
+} // namespace kitwell::platform

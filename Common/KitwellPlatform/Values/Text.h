@@ -1,0 +1,48 @@
+#pragma once
+
+#include <concepts>
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <variant>
+
+#include "KitwellPlatform/Export.h"
+
+namespace kitwell::platform {
+
+PLATFORM_API bool isValidUtf8(std::string_view text);
+
+// The bytes as text when they are valid UTF-8, else nothing.
+PLATFORM_API std::optional<std::string> textFromUtf8(std::string_view bytes);
+
+// One argument of a format text.
+class FormatArgument {
+public:
+    FormatArgument(std::string_view text) : held_(text) {}
+    FormatArgument(const std::string& text) : held_(std::string_view(text)) {}
+    FormatArgument(const char* text) : held_(std::string_view(text)) {}
+    FormatArgument(double number) : held_(number) {}
+    FormatArgument(std::signed_integral auto number) : held_(std::int64_t{number}) {}
+    FormatArgument(std::unsigned_integral auto number) : held_(std::uint64_t{number}) {}
+
+    const std::variant<std::string_view, double, std::int64_t, std::uint64_t>& held() const { return held_; }
+
+private:
+    std::variant<std::string_view, double, std::int64_t, std::uint64_t> held_;
+};
+
+// Fills a format text: %@ and %s take a text, %d %i %u %x %X (with any of the length letters l, h, q, z) an
+// integer, %g %f %e a double; flags, width and precision as in the C library; %% is a percent sign. %@ also
+// takes a number, in its shortest form. An argument that is missing or of another kind leaves its place
+// holder standing, so that a wrong format shows and never reads past its arguments.
+PLATFORM_API std::string formatText(std::string_view format, std::span<const FormatArgument> arguments);
+
+template <class... Arguments>
+std::string formatText(std::string_view format, const Arguments&... arguments) {
+    const FormatArgument list[sizeof...(arguments) + 1] = {FormatArgument(arguments)..., FormatArgument("")};
+    return formatText(format, std::span(list, sizeof...(arguments)));
+}
+
+} // namespace kitwell::platform

@@ -1,0 +1,82 @@
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "KitwellPlatform/Files/AtomicFile.h"
+#include "KitwellPlatform/Files/FileManager.h"
+#include "KitwellPlatform/Files/LockedFile.h"
+#include "Support/ChildProcess.h"
+#include "Support/TestHome.h"
+
+using namespace kitwell::platform;
+using namespace kitwell::test;
+
+namespace {
+
+Result<LockedFile> lock(const std::string& kind, const std::string& path, LockedFile::Wait wait) {
+    return kind == "file" ? LockedFile::lockFile(path, wait) : LockedFile::lockFolder(path, wait);
+}
+
+} // namespace
+
+CHILD_BODY(holdsLock) {
+    const auto held = lock(arguments[0], arguments[1], LockedFile::Wait::ForLock);
+    say(held ? "locked" : held.error().description);
+    hear();
+    return 0;
+}
+
+TEST(LockedFile, OneHolderExcludesOtherProcessesUntilItIsKilled) {
+    const TestHome home;
+    for (const auto& [kind, path] :
+         {std::pair{"file", home.path("lock")}, std::pair{"folder", home.path()}}) {
+        SCOPED_TRACE(kind);
+        auto holder = ChildProcess::body("holdsLock", {kind, path});
+        ASSERT_TRUE(holder.waitForLine("locked"));
+        EXPECT_EQ(lock(kind, path, LockedFile::Wait::Never).error().code, EWOULDBLOCK);
+        holder.signal(SIGKILL);
+        EXPECT_TRUE(lock(kind, path, LockedFile::Wait::ForLock));
+    }
+}
+
+TEST(LockedFile, NeitherASymlinkNorATakenNameIsWrittenThrough) {
+    const TestHome home;
+    ASSERT_EQ(::symlink(home.path("victim").c_str(), home.path("data/link").c_str()), 0);
+    EXPECT_FALSE(LockedFile::lockFile(home.path("data/link")));
+    EXPECT_FALSE(LockedFile::createLocked(home.path("data/link"), "x"));
+    EXPECT_FALSE(FileManager::fileExists(home.path("victim")));
+    ASSERT_TRUE(LockedFile::createLocked(home.path("data/taken"), "first"));
+    EXPECT_EQ(LockedFile::createLocked(home.path("data/taken"), "second").error().code, EEXIST);
+    EXPECT_EQ(readFile(home.path("data/taken"), 100)->text(), "first");
+    EXPECT_EQ(FileManager::namesInFolder(home.path("data")), (std::vector<std::string>{"link", "taken"}));
+}
+
+CHILD_BODY(createsLockedFiles) {
+    for (int round = 0; round < 2000; ++round) {
+        const auto file = LockedFile::createLocked(arguments[0], "whole");
+        if (!file || ::unlink(arguments[0].c_str()) != 0)
+            return 1;
+    }
+    return 0;
+}
+
+TEST(LockedFile, ACreatedFileIsNeverSeenUnlockedOrHalfWritten) {
+    const TestHome home;
+    const std::string path = home.path("created");
+    auto creator = ChildProcess::body("createsLockedFiles", {path});
+    int ending = -1;
+    while ((ending = creator.wait(std::chrono::milliseconds(0))) == -1) {
+        const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+        if (!file)
+            continue;
+        char content[16];
+        ASSERT_EQ(::read(file.get(), content, sizeof content), 5);
+        struct stat status {};
+        if (::flock(file.get(), LOCK_SH | LOCK_NB) == 0 && ::fstat(file.get(), &status) == 0) {
+            ASSERT_EQ(status.st_nlink, 0U) << "a file with a name was not locked";
+        }
+    }
+    EXPECT_EQ(ending, 0);
+}

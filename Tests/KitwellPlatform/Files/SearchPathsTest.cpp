@@ -1,0 +1,91 @@
+#include <filesystem>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "KitwellPlatform/Files/AtomicFile.h"
+#include "KitwellPlatform/Files/SearchPaths.h"
+#include "Support/ChildProcess.h"
+#include "Support/TestHome.h"
+
+using namespace kitwell::platform;
+using namespace kitwell::test;
+
+TEST(SearchPaths, PrivateFoldersAreMadePrivateWhateverTheUmask) {
+    const TestHome home;
+    const mode_t before = ::umask(0);
+    const auto runtime = SearchPaths::runtimeFolder();
+    const auto temporary = SearchPaths::temporaryFolder();
+    const auto container = SearchPaths::groupContainer("group.sample");
+    ::unsetenv("XDG_RUNTIME_DIR");
+    const auto cached = SearchPaths::temporaryFolder();
+    ::umask(before);
+    const std::pair<Result<std::string>, std::string> rows[] = {
+        {runtime, "run/kitwell"},
+        {temporary, "run/kitwell/tmp"},
+        {container, "data/Kitwell/Group Containers/group.sample"},
+        {cached, "cache/kitwell/tmp"},
+    };
+    for (const auto& [folder, expected] : rows) {
+        EXPECT_EQ(folder.value(), home.path(expected));
+        EXPECT_EQ(std::filesystem::status(*folder).permissions(), std::filesystem::perms::owner_all)
+            << *folder;
+    }
+}
+
+TEST(SearchPaths, ARuntimeFolderThatSomebodyMayHavePlantedIsRefused) {
+    using Text = const std::string&;
+    const std::pair<const char*, bool (*)(Text good, Text place)> plants[] = {
+        {"a symlink to a folder that would do",
+         [](Text good, Text place) { return ::symlink(good.c_str(), place.c_str()) == 0; }},
+        {"a folder that others may read", [](Text, Text place) { return ::mkdir(place.c_str(), 0755) == 0; }},
+        {"a file", [](Text, Text place) { return bool(replaceFile(place, {})); }},
+        {"another user's folder",
+         [](Text good, Text place) {
+             return ::rename(good.c_str(), place.c_str()) == 0 && ::chown(place.c_str(), 64123, 64123) == 0;
+         }},
+    };
+    for (const auto& [plant, make] : plants) {
+        const TestHome home;
+        SCOPED_TRACE(plant);
+        ASSERT_EQ(::mkdir(home.path("good").c_str(), 0700), 0);
+        if (!make(home.path("good"), home.path("run/kitwell")) && ::geteuid() != 0)
+            continue; // only root can give a folder away
+        EXPECT_FALSE(SearchPaths::runtimeFolder());
+        EXPECT_FALSE(SearchPaths::temporaryFolder());
+    }
+}
+
+CHILD_BODY(printsFallbackRuntimeFolder) {
+    if (::setuid(static_cast<uid_t>(std::stoul(arguments[0]))) != 0)
+        return 1;
+    ::unsetenv("XDG_RUNTIME_DIR");
+    const auto folder = SearchPaths::runtimeFolder();
+    say(folder ? *folder : "refused");
+    return 0;
+}
+
+TEST(SearchPaths, ASymlinkPlantedInTheSharedTemporaryFolderCatchesNobody) {
+    if (::geteuid() != 0)
+        GTEST_SKIP() << "only root can act for another user";
+    const uid_t user = 64123; // nobody's, so that the real folder of no user is touched
+    const std::string place = "/tmp/kitwell-" + std::to_string(user);
+    const TestHome home;
+    ASSERT_EQ(::chmod(home.path().c_str(), 0755), 0);
+    ASSERT_EQ(::chown(home.path("data").c_str(), user, user), 0);
+    ASSERT_EQ(::symlink(home.path("data").c_str(), place.c_str()), 0);
+    auto deceived = ChildProcess::body("printsFallbackRuntimeFolder", {std::to_string(user)});
+    EXPECT_EQ(deceived.readLine(), "refused");
+    ASSERT_EQ(::unlink(place.c_str()), 0);
+    auto alone = ChildProcess::body("printsFallbackRuntimeFolder", {std::to_string(user)});
+    EXPECT_EQ(alone.readLine(), place);
+    EXPECT_EQ(::rmdir(place.c_str()), 0);
+}
+
+TEST(SearchPaths, AnIdentifierCannotLeadOutOfTheContainersAndARelativeVariableIsIgnored) {
+    const TestHome home;
+    for (const std::string_view identifier : {"", "..", "../../x", "a/b", "/etc"})
+        EXPECT_FALSE(SearchPaths::groupContainer(identifier)) << identifier;
+    ::setenv("XDG_DATA_HOME", "relative", 1);
+    EXPECT_EQ(SearchPaths::userLibrary(), home.path(".local/share/Kitwell/Library"));
+}

@@ -1,0 +1,219 @@
+#include <fstream>
+#include <gtest/gtest.h>
+#include <map>
+#include <sys/resource.h>
+
+#include "KitwellPlatform/Images/Image.h"
+#include "Support/ChildProcess.h"
+
+namespace kitwell::platform {
+
+namespace {
+
+constexpr unsigned Width = 256, Height = 257, Bits = 258, Compression = 259, Photometric = 262, Offset = 273,
+                   Orientation = 274, Samples = 277, RowsPerStrip = 278, ByteCount = 279, ColourMap = 320,
+                   TileWidth = 322, TileHeight = 323, TileOffset = 324, TileByteCount = 325, Extra = 338;
+
+struct Entry {
+    std::size_t value = 0;
+    std::size_t count = 1; // more than one: the value is their place in the body
+};
+using Entries = std::map<unsigned, Entry>;
+
+std::string number(std::size_t value, int size = 4) {
+    std::string bytes;
+    for (; size > 0; --size, value >>= 8)
+        bytes += static_cast<char>(value & 0xff);
+    return bytes;
+}
+
+std::string raw(const std::string& digits) {
+    std::string bytes;
+    for (std::size_t i = 0; i < digits.size(); i += 2)
+        bytes += static_cast<char>(std::stoi(digits.substr(i, 2), nullptr, 16));
+    return bytes;
+}
+
+// A TIFF made by hand: equal directories with entries of 32 bits, then `body`, from which offsets count.
+struct Tiff {
+    Entries entries;
+    std::string body;
+    std::size_t directories = 1;
+    std::size_t next = 0; // what follows the last directory
+
+    std::size_t directorySize() const { return 2 + entries.size() * 12 + 4; }
+    std::size_t bodyOffset() const { return 8 + directories * directorySize(); }
+    std::string bytes() const {
+        std::string all = "II" + number(42, 2) + number(8);
+        for (std::size_t i = 1; i <= directories; ++i) {
+            all += number(entries.size(), 2);
+            for (const auto& [tag, entry] : entries) {
+                const bool isOffset = tag == Offset || tag == TileOffset || entry.count > 1;
+                all += number(tag, 2) + number(4, 2) + number(entry.count);
+                all += number(entry.value + (isOffset ? bodyOffset() : 0));
+            }
+            all += number(i == directories ? next : 8 + i * directorySize());
+        }
+        return all + body;
+    }
+    std::optional<Image> read() const { return Image::fromData(Data(bytes())); }
+};
+
+// Two by two pixels in one strip; `changes` replaces or adds entries.
+Tiff small(unsigned photometric, unsigned samples, const std::string& body, Entries changes = {}) {
+    changes.merge(
+        Entries{{Width, {2}}, {Height, {2}}, {Bits, {8}}, {Compression, {1}}, {Photometric, {photometric}}});
+    changes.merge(
+        Entries{{Offset, {0}}, {Samples, {samples}}, {RowsPerStrip, {2}}, {ByteCount, {body.size()}}});
+    return {changes, body};
+}
+
+Tiff tiled() {
+    const std::string rest(14, 'x');
+    Tiff tiff = small(1, 1, "\1\2" + rest + "\3\4" + rest + std::string(14 * 16, 'x'));
+    for (const unsigned tag : {Offset, ByteCount, RowsPerStrip})
+        tiff.entries.erase(tag);
+    tiff.entries.merge(
+        Entries{{TileWidth, {16}}, {TileHeight, {16}}, {TileOffset, {0}}, {TileByteCount, {256}}});
+    return tiff;
+}
+
+// Three rows in strips of two rows; the strips' places and lengths stand behind the pixels.
+Tiff twoStrips() {
+    Tiff tiff = small(1, 1, "\5\6\1\2\3\4", {{Height, {3}}, {Offset, {6, 2}}, {ByteCount, {14, 2}}});
+    tiff.body += number(tiff.bodyOffset() + 2) + number(tiff.bodyOffset()) + number(4) + number(2);
+    return tiff;
+}
+
+Tiff packedBits() {
+    return small(1, 1, raw("fe0700ff"), {{Compression, {32773}}});
+}
+
+} // namespace
+
+TEST(TiffCodec, OtherReadersFindPlainTiffWithUnassociatedAlpha) {
+    const std::string pixels = "red.gre.blu.tra.whi.bla.";
+    const auto image = Image::fromRepresentations({{{2, 3, Data(pixels)}}});
+    const std::string tiff(image->tiffRepresentation()->text());
+    EXPECT_EQ(tiff.substr(0, 4) + tiff.substr(8, pixels.size()), "II*" + std::string(1, '\0') + pixels);
+    const Entries shorts{{Width, {2}}, {Height, {3}},  {Compression, {1}},  {Photometric, {2}},
+                         {284, {1}},   {Samples, {4}}, {RowsPerStrip, {3}}, {Extra, {2}}};
+    for (const auto& [tag, entry] : shorts)
+        EXPECT_NE(tiff.find(number(tag, 2) + number(3, 2) + number(1) + number(entry.value)), tiff.npos)
+            << tag;
+    for (const auto& [tag, value] : {std::pair<unsigned, std::size_t>{Offset, 8}, {ByteCount, pixels.size()}})
+        EXPECT_NE(tiff.find(number(tag, 2) + number(4, 2) + number(1) + number(value)), tiff.npos) << tag;
+}
+
+TEST(TiffCodec, EveryKindOfPixelBecomesRgbaWithUnassociatedAlpha) {
+    const std::string rgba = "0102030005060708090a0bff0d0e0f10";
+    std::string colours;
+    for (const unsigned colour : {0x1010U, 0xffffU, 0x2020U, 0x8080U, 0x3030U, 0U})
+        colours += number(colour);
+    const struct {
+        const char* kind;
+        Tiff tiff;
+        std::string expected;
+    } rows[] = {
+        {"grey", small(1, 1, raw("0080feff")), "000000ff808080fffefefeffffffffff"},
+        {"grey, alpha described but not stored", small(1, 1, "aaaa", {{Extra, {2}}}),
+         "616161ff616161ff616161ff616161ff"},
+        {"grey, alpha", small(1, 2, raw("0000800001ff0240"), {{Extra, {2}}}),
+         "0000000080808000010101ff02020240"},
+        {"RGB", small(2, 3, raw("010203040506070809fffefd")), "010203ff040506ff070809fffffefdff"},
+        {"RGBA, colours under transparent pixels", small(2, 4, raw(rgba), {{Extra, {2}}}), rgba},
+        {"RGBA, associated alpha", small(2, 4, raw("40200080ff0000ff010203008090a040"), {{Extra, {1}}}),
+         "80400080ff0000ff00000000ffffff40"},
+        {"grey, a tile wider than the picture", tiled(), "010101ff020202ff030303ff040404ff"},
+        {"grey, strips out of order", twoStrips(), "010101ff020202ff030303ff040404ff050505ff060606ff"},
+        {"grey, packed bits", packedBits(), "070707ff070707ff070707ffffffffff"},
+        {"black and white", small(1, 1, raw("8040"), {{Bits, {1}}}), "ffffffff000000ff000000ffffffffff"},
+        {"palette", small(3, 1, raw("8040") + colours, {{Bits, {1}}, {ByteCount, {2}}, {ColourMap, {2, 6}}}),
+         "ff8000ff102030ff102030ffff8000ff"},
+        {"16 bits", small(1, 1, raw("00000080ff7fffff"), {{Bits, {16}}}), "000000ff808080ff7f7f7fffffffffff"},
+        {"16 bits, alpha",
+         small(2, 4, raw("ffff0000ffffff7f" + std::string(48, '0')), {{Bits, {16}}, {Extra, {2}}}),
+         "ff00ff7f000000000000000000000000"},
+    };
+    for (const auto& row : rows) {
+        const auto image = row.tiff.read();
+        ASSERT_TRUE(image) << row.kind;
+        EXPECT_EQ(image->representations().front().pixels.text(), raw(row.expected)) << row.kind;
+    }
+}
+
+TEST(TiffCodec, APictureStoredSidewaysIsTurnedUpright) {
+    // Stored as abc over def; in the one-bit picture, which the library converts, b and f are white.
+    const char* const upright[] = {"abcdef", "cbafed", "fedcba", "defabc",
+                                   "adbecf", "daebfc", "fcebda", "cfbead"};
+    for (unsigned orientation = 1; orientation <= 8; ++orientation) {
+        std::string grey, bits;
+        for (const char* letter = upright[orientation - 1]; *letter; ++letter) {
+            grey += std::string(3, *letter) + '\xff';
+            bits += std::string(3, *letter == 'b' || *letter == 'f' ? '\xff' : '\0') + '\xff';
+        }
+        const auto exact = small(1, 1, "abcdef", {{Width, {3}}, {Orientation, {orientation}}}).read();
+        const auto converted =
+            small(1, 1, "\x40\x20", {{Width, {3}}, {Orientation, {orientation}}, {Bits, {1}}}).read();
+        ASSERT_TRUE(exact && converted) << orientation;
+        EXPECT_EQ(exact->width(), orientation < 5 ? 3U : 2U);
+        EXPECT_EQ(exact->representations()[0].pixels.text(), grey) << orientation;
+        EXPECT_EQ(converted->representations()[0].pixels.text(), bits) << orientation;
+    }
+}
+
+TEST(TiffCodec, ATiffCutAnywhereIsRefusedInSilence) {
+    testing::internal::CaptureStderr();
+    for (const Tiff& tiff : {small(1, 1, "abcd"), small(2, 4, std::string(16, 'a'), {{Extra, {2}}}), tiled(),
+                             twoStrips(), packedBits(), small(1, 1, "ab", {{Bits, {1}}})})
+        for (std::size_t length = 0; length < tiff.bytes().size(); ++length)
+            EXPECT_FALSE(Image::fromData(Data(tiff.bytes().substr(0, length)))) << length;
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+}
+
+TEST(TiffCodec, AChainOfDirectoriesThatLoopsOrGoesOnTooLongIsRefused) {
+    Tiff chain = small(1, 1, "abcd");
+    chain.directories = kMaxImageRepresentations;
+    EXPECT_TRUE(chain.read());
+    ++chain.directories;
+    EXPECT_FALSE(chain.read());
+    chain.directories = 2;
+    for (const std::size_t next :
+         {std::size_t{8}, 8 + chain.directorySize(), chain.bodyOffset(), std::size_t{1} << 31}) {
+        chain.next = next;
+        EXPECT_FALSE(chain.read()) << next;
+    }
+}
+
+// Reads what claims to be large or is nothing at all, in an address space that is too small for the claims.
+CHILD_BODY(readClaims) {
+    rlim_t pages = 0; // a sanitizer's shadow fills most of the address space before the test begins
+    std::ifstream("/proc/self/statm") >> pages;
+    const rlim_t bytes = pages * 4096 + (256UL << 20);
+    const rlimit limit{bytes, bytes};
+    int number = ::setrlimit(RLIMIT_AS, &limit) == 0 ? 1 : 100;
+    constexpr std::size_t kHuge = 0x7ffffff0;
+    std::vector<Entries> claims{
+        {{Width, {kHuge}}},
+        {{Height, {kHuge}}, {RowsPerStrip, {1}}},
+        {{Width, {kHuge}}, {Height, {kHuge}}, {RowsPerStrip, {kHuge}}},
+        {{Samples, {65535}}, {Width, {60000}}},
+        {{Bits, {64}}, {Width, {60000}}, {Height, {1000}}, {RowsPerStrip, {1000}}},
+        {{Offset, {0, kHuge}}, {ByteCount, {0, kHuge}}},
+        {{Offset, {kHuge}}},
+        {{TileWidth, {kHuge}}, {TileHeight, {kHuge}}, {TileOffset, {0}}, {TileByteCount, {4}}},
+        {{TileWidth, {0}}, {TileHeight, {0}}, {TileOffset, {0}}, {TileByteCount, {4}}}};
+    for (const unsigned tag : {RowsPerStrip, Width, Height, Samples, Bits})
+        claims.push_back({{tag, {0}}});
+    for (const Entries& claim : claims)
+        for (++number; const unsigned photometric : {1U, 2U, 3U, 6U})
+            if (small(photometric, photometric == 1 ? 1 : 3, std::string(12, 'a'), claim).read())
+                return number;
+    return 0;
+}
+
+TEST(TiffCodec, ATiffThatClaimsToBeHugeIsRefusedWithoutTheMemory) {
+    EXPECT_EQ(test::ChildProcess::body("readClaims").wait(), 0) << "the number of the claim, counted from 2";
+}
+
+} // namespace kitwell::platform

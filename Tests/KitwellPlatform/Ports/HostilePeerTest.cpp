@@ -1,0 +1,205 @@
+#include <array>
+#include <cstring>
+#include <ctime>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <sys/resource.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include "KitwellPlatform/Ports/PortFrame.h"
+#include "KitwellPlatform/Ports/PortTestSupport.h"
+
+namespace kitwell::platform::test {
+
+namespace {
+
+constexpr std::uint32_t kLarge = (128U << 10) + 1;
+constexpr int kAllSeals = F_SEAL_SHRINK | F_SEAL_GROW | F_SEAL_WRITE;
+
+PortNameServer& names() {
+    return PortNameServer::systemDefault();
+}
+
+using Bytes = std::vector<std::byte>;
+
+// A packet with this head and so many bytes of content behind it.
+Bytes packet(std::vector<std::uint32_t> lengths, std::size_t content,
+             ContentPlace place = ContentPlace::Inline) {
+    PortFrame frame;
+    frame.place = place;
+    for (const std::uint32_t length : lengths)
+        frame.lengths[frame.count++] = length;
+    const auto head = std::as_bytes(std::span(&frame, 1)).first(frame.headerBytes());
+    Bytes bytes(head.begin(), head.end());
+    bytes.resize(bytes.size() + content);
+    return bytes;
+}
+
+Bytes patched(Bytes bytes, std::size_t offset, std::uint32_t value) {
+    std::memcpy(bytes.data() + offset, &value, sizeof value);
+    return bytes;
+}
+
+Bytes cutTo(Bytes bytes, std::size_t size) {
+    bytes.resize(size);
+    return bytes;
+}
+
+FileDescriptor memory(std::size_t size, int seals) {
+    FileDescriptor file(::memfd_create("hostile", MFD_CLOEXEC | MFD_ALLOW_SEALING));
+    EXPECT_EQ(::ftruncate(file.get(), static_cast<off_t>(size)), 0);
+    EXPECT_EQ(::fcntl(file.get(), F_ADD_SEALS, seals), 0);
+    return file;
+}
+
+// What a peer sends: a packet, and the descriptors of so many memory files with it.
+struct Packet {
+    const char* what;
+    Bytes bytes;
+    std::size_t files = 0;
+    std::size_t fileSize = kLarge;
+    int seals = kAllSeals;
+};
+
+std::vector<Packet> hostilePackets() {
+    const Bytes small = packet({4}, 4);
+    const Bytes shared = packet({kLarge}, 0, ContentPlace::SharedMemory);
+    return {
+        {"empty", {}},
+        {"one byte", cutTo(small, 1)},
+        {"header cut short", cutTo(small, 15)},
+        {"lengths cut short", cutTo(small, 18)},
+        {"content cut short", cutTo(small, small.size() - 1)},
+        {"content too long", packet({4}, 5)},
+        {"another mark", patched(small, 0, 0x3250574B)},
+        {"too many components", patched(small, 8, kMaxMessageComponents + 1)},
+        {"most components", patched(small, 8, 0xFFFFFFFF)},
+        {"unknown place", patched(small, 12, 7)},
+        {"length beyond all bounds", patched(small, 16, 0xFFFFFFFF)},
+        {"lengths whose sum wraps 32 bits", packet({0xFFFFFFFF, 5}, 4)},
+        {"larger than an inline packet", packet({kLarge}, kLarge)},
+        {"descriptor without use", small, 1},
+        {"shared memory missing", shared},
+        {"shared memory twice", shared, 2},
+        {"many descriptors", shared, 200},
+        {"shared memory too short", shared, 1, kLarge - 1},
+        {"shared memory too long", shared, 1, kLarge + 1},
+        {"shared memory that may shrink", shared, 1, kLarge, F_SEAL_GROW | F_SEAL_WRITE},
+        {"shared memory that may change", shared, 1, kLarge, F_SEAL_GROW | F_SEAL_SHRINK},
+        {"small content in shared memory", packet({4}, 0, ContentPlace::SharedMemory), 1, 4},
+        {"shared memory beyond the bound", packet({(64U << 20) + 1}, 0, ContentPlace::SharedMemory), 1,
+         (64U << 20) + 1},
+    };
+}
+
+bool sendRaw(int socket, const Packet& what) {
+    const FileDescriptor file = memory(what.fileSize, what.seals);
+    const std::vector<int> descriptors(what.files, file.get());
+    iovec part{const_cast<std::byte*>(what.bytes.data()), what.bytes.size()};
+    alignas(cmsghdr) std::array<std::byte, CMSG_SPACE(253 * sizeof(int))> control{};
+    msghdr header{};
+    header.msg_iov = &part;
+    header.msg_iovlen = 1;
+    if (!descriptors.empty()) {
+        header.msg_control = control.data();
+        header.msg_controllen = CMSG_SPACE(descriptors.size() * sizeof(int));
+        *CMSG_FIRSTHDR(&header) = {CMSG_LEN(descriptors.size() * sizeof(int)), SOL_SOCKET, SCM_RIGHTS};
+        std::memcpy(CMSG_DATA(CMSG_FIRSTHDR(&header)), descriptors.data(), descriptors.size() * sizeof(int));
+    }
+    return ::sendmsg(socket, &header, MSG_NOSIGNAL) >= 0;
+}
+
+bool isCutOff(int socket) {
+    char byte = 0;
+    return ::recv(socket, &byte, 1, MSG_DONTWAIT) == 0 || errno == ECONNRESET;
+}
+
+} // namespace
+
+// Each of these peers is cut off without a message of its own or of its later packets, while a decent one is
+// served all along; nothing that came along stays open.
+TEST(HostilePeer, IsCutOffWhileADecentPeerIsServed) {
+    const TestHome home;
+    Inbox inbox("open");
+    const auto decent = names().portForName("open");
+    ASSERT_TRUE(message(0).sendBeforeDate(*decent, soon()));
+    ASSERT_TRUE(inbox.waitFor(1));
+    const std::size_t before = openDescriptors();
+    for (const Packet& hostile : hostilePackets()) {
+        const FileDescriptor socket = rawConnection(socketPath(home, "open"));
+        ASSERT_TRUE(sendRaw(socket.get(), hostile)) << hostile.what;
+        sendRaw(socket.get(), {"a good packet behind it", packet({4}, 4)});
+        EXPECT_TRUE(runUntil([&] { return isCutOff(socket.get()); })) << hostile.what;
+        inbox.messages.clear();
+        ASSERT_TRUE(message(77).sendBeforeDate(*decent, soon())) << hostile.what;
+        ASSERT_TRUE(inbox.waitFor(1)) << hostile.what;
+        EXPECT_EQ(inbox.messages[0].msgid, 77U) << hostile.what;
+    }
+    EXPECT_EQ(openDescriptors(), before);
+}
+
+// Keeps the table above honest: the same road with nothing wrong is open.
+TEST(HostilePeer, ThatKeepsToTheFormatIsServed) {
+    const TestHome home;
+    Inbox inbox("open");
+    const FileDescriptor socket = rawConnection(socketPath(home, "open"));
+    ASSERT_TRUE(sendRaw(socket.get(), {"inline", packet({4}, 4)}));
+    ASSERT_TRUE(sendRaw(socket.get(), {"shared", packet({kLarge}, 0, ContentPlace::SharedMemory), 1}));
+    ASSERT_TRUE(inbox.waitFor(2));
+    EXPECT_EQ(inbox.messages[1].components[0].size(), kLarge);
+}
+
+TEST(HostilePeer, TrafficAndDeathLeaveNoDescriptorOpen) {
+    const TestHome home;
+    RunLoop::current().runOnce(std::chrono::milliseconds(0));
+    const std::size_t before = openDescriptors();
+    for (int round = 0; round < 3; ++round) {
+        Inbox inbox("brief");
+        const auto port = names().portForName("brief");
+        ASSERT_TRUE(message(1, {Data(std::string(kLarge, 'x'))}).sendBeforeDate(*port, soon()));
+        ASSERT_TRUE(inbox.waitFor(1));
+        EXPECT_FALSE(names().portForName("missing"));
+        EXPECT_FALSE(names().registerPort(Port::receivePort([](const PortMessage&) {}), "brief"));
+    }
+    EXPECT_EQ(openDescriptors(), before);
+}
+
+CHILD_BODY(scarceReceiver) {
+    Inbox inbox("scarce");
+    kitwell::test::say("ready");
+    if (!inbox.waitFor(1))
+        return 1;
+    rlimit limit{};
+    ::getrlimit(RLIMIT_NOFILE, &limit);
+    limit.rlim_cur = 64;
+    ::setrlimit(RLIMIT_NOFILE, &limit);
+    std::vector<FileDescriptor> fillers;
+    do
+        fillers.emplace_back(::open("/dev/null", O_RDONLY | O_CLOEXEC));
+    while (fillers.back());
+    kitwell::test::say("full");
+    const std::clock_t start = std::clock();
+    const bool served = inbox.waitFor(2);
+    return served && std::clock() - start < CLOCKS_PER_SEC / 5 ? 0 : 2;
+}
+
+// The clients that no descriptor is left for are dropped, none is left waiting, and the port neither dies nor
+// spins.
+TEST(HostilePeer, ThatTakesAllDescriptorsStopsNeitherThePortNorItsPeers) {
+    const TestHome home;
+    ChildProcess child = ChildProcess::body("scarceReceiver");
+    ASSERT_TRUE(child.waitForLine("ready"));
+    const auto early = names().portForName("scarce");
+    ASSERT_TRUE(message(1).sendBeforeDate(*early, soon()));
+    ASSERT_TRUE(child.waitForLine("full"));
+    for (int client = 0; client < 5; ++client) {
+        const FileDescriptor late = rawConnection(socketPath(home, "scarce"));
+        EXPECT_TRUE(kitwell::test::waitUntil([&] { return isCutOff(late.get()); }));
+    }
+    ASSERT_TRUE(message(2).sendBeforeDate(*early, soon()));
+    EXPECT_EQ(child.wait(), 0);
+}
+
+} // namespace kitwell::platform::test

@@ -1,0 +1,119 @@
+#include <csignal>
+#include <gtest/gtest.h>
+#include <optional>
+#include <unistd.h>
+
+#include "KitwellPlatform/Ports/PortTestSupport.h"
+#include "KitwellPlatform/RunLoop/NotificationCenter.h"
+
+namespace kitwell::platform::test {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr std::uint32_t kLastWords = 100;
+
+PortNameServer& names() {
+    return PortNameServer::systemDefault();
+}
+
+NotificationCenter::Subscription onDeath(const Port* port, NotificationCenter::Handler handler) {
+    return NotificationCenter::defaultCenter().observe(kPortDidBecomeInvalidNotification, port,
+                                                       std::move(handler));
+}
+
+std::string exceptionFrom(Port& port) {
+    try {
+        message(1).sendBeforeDate(port, soon());
+        return "";
+    } catch (const PortException& exception) {
+        return exception.name();
+    }
+}
+
+} // namespace
+
+CHILD_BODY(owner) {
+    Inbox inbox("mortal");
+    kitwell::test::say("ready");
+    return inbox.waitFor(1) && !kitwell::test::hear().empty() ? 0 : 1;
+}
+
+TEST(PortDeath, AKilledOwnerIsToldOnceAndItsPortThrows) {
+    const TestHome home;
+    ChildProcess child = ChildProcess::body("owner");
+    ASSERT_TRUE(child.waitForLine("ready"));
+    const auto port = names().portForName("mortal");
+    ASSERT_TRUE(port);
+    int told = 0;
+    const auto subscription = onDeath(port.get(), [&](const Notification&) { ++told; });
+    child.signal(SIGKILL);
+    EXPECT_TRUE(runUntil([&] { return told > 0; }));
+    EXPECT_FALSE(port->isValid());
+    EXPECT_EQ(exceptionFrom(*port), kInvalidSendPortException);
+    port->invalidate();
+    RunLoop::current().runOnce(5ms);
+    EXPECT_EQ(told, 1);
+}
+
+// The sender hears of the death by sending, before its loop runs; the observer drops the port.
+TEST(PortDeath, ASenderThatFindsTheOwnerDeadIsToldOnceAsWell) {
+    const TestHome home;
+    std::optional<Inbox> inbox(std::in_place, "withdrawn");
+    std::shared_ptr<Port> port = names().portForName("withdrawn");
+    int told = 0;
+    const auto subscription = onDeath(port.get(), [&](const Notification&) {
+        ++told;
+        port.reset();
+    });
+    inbox.reset();
+    EXPECT_EQ(exceptionFrom(*port), kInvalidSendPortException);
+    EXPECT_FALSE(RunLoop::current().runOnce(5ms));
+    EXPECT_EQ(told, 1);
+}
+
+TEST(PortDeath, APortIsToldOfAlsoInTheModalMode) {
+    const TestHome home;
+    std::optional<Inbox> inbox(std::in_place, "modal");
+    const auto port = names().portForName("modal");
+    inbox.reset();
+    EXPECT_TRUE(runUntil([&] { return !port->isValid(); }, RunLoopMode::Modal));
+}
+
+CHILD_BODY(speaker) {
+    Inbox mouth("mouth");
+    kitwell::test::say("ready");
+    kitwell::test::hear();
+    const auto ear = names().portForName("ear");
+    for (std::uint32_t id = 0; id < kLastWords; ++id)
+        message(id).sendBeforeDate(*ear, soon());
+    ::kill(::getpid(), SIGKILL);
+    return 0;
+}
+
+// All is there before the loop runs: the connection to be accepted, a hundred messages, and the death.
+TEST(PortDeath, WhatTheDeadHadSentIsDeliveredBeforeItsDeathIsTold) {
+    const TestHome home;
+    Inbox ear("ear");
+    ChildProcess child = ChildProcess::body("speaker");
+    ASSERT_TRUE(child.waitForLine("ready"));
+    const auto mouth = names().portForName("mouth");
+    ASSERT_TRUE(mouth);
+    std::size_t heardAtDeath = 0;
+    const auto subscription =
+        onDeath(mouth.get(), [&](const Notification&) { heardAtDeath = ear.messages.size(); });
+    child.writeLine("speak");
+    EXPECT_EQ(child.wait(), 128 + SIGKILL);
+    EXPECT_TRUE(runUntil([&] { return !mouth->isValid(); }));
+    EXPECT_EQ(heardAtDeath, kLastWords);
+    EXPECT_EQ(ear.messages.back().msgid, kLastWords - 1);
+}
+
+TEST(PortDeath, AReceivePortIsNoSendPort) {
+    const auto port = Port::receivePort([](const PortMessage&) {});
+    EXPECT_EQ(exceptionFrom(*port), kInvalidSendPortException);
+    EXPECT_TRUE(port->isValid());
+}
+
+} // namespace kitwell::platform::test

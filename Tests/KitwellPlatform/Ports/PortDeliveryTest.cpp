@@ -1,0 +1,209 @@
+#include <gtest/gtest.h>
+
+#include "KitwellPlatform/Ports/PortTestSupport.h"
+
+namespace kitwell::platform::test {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr std::size_t kInline = 128U << 10;
+
+PortNameServer& names() {
+    return PortNameServer::systemDefault();
+}
+
+// Bytes in which a shifted or repeated piece shows.
+Data block(std::size_t size) {
+    std::vector<std::byte> bytes(size);
+    for (std::size_t index = 0; index < size; ++index)
+        bytes[index] = static_cast<std::byte>((index * 2654435761U) >> 11);
+    return Data::adopting(std::move(bytes));
+}
+
+} // namespace
+
+TEST(PortDelivery, EverySizeArrivesIntact) {
+    const TestHome home;
+    Inbox inbox("sizes");
+    const auto port = names().portForName("sizes");
+    ASSERT_TRUE(port);
+    const std::vector<std::vector<std::size_t>> cases = {
+        {},
+        {0},
+        {0, 1, 0},
+        {60, 8},
+        std::vector<std::size_t>(kMaxMessageComponents, 7),
+        {kInline - 1},
+        {kInline},
+        {kInline + 1},
+        {kInline - 1, 1, 1},
+        {3, 20U << 20, 0, 5},
+        {kMaxMessageBytes},
+    };
+    for (std::uint32_t index = 0; index < cases.size(); ++index) {
+        PortMessage sent = message(index);
+        for (const std::size_t size : cases[index])
+            sent.components.push_back(block(size));
+        ASSERT_TRUE(sent.sendBeforeDate(*port, soon())) << index;
+        ASSERT_TRUE(inbox.waitFor(1)) << index;
+        EXPECT_EQ(inbox.messages[0].msgid, index);
+        EXPECT_TRUE(inbox.messages[0].components == sent.components) << index;
+        inbox.messages.clear();
+    }
+}
+
+TEST(PortDelivery, AMessageBeyondTheBoundsIsRefusedAndThePortGoesOn) {
+    const TestHome home;
+    Inbox inbox("bounds");
+    const auto port = names().portForName("bounds");
+    const Data half = block(kMaxMessageBytes / 2 + 1);
+    for (const PortMessage& beyond :
+         {message(1, std::vector<Data>(kMaxMessageComponents + 1)), message(2, {half, half})}) {
+        try {
+            beyond.sendBeforeDate(*port, soon());
+            ADD_FAILURE() << beyond.msgid;
+        } catch (const PortException& refusal) {
+            EXPECT_EQ(refusal.name(), kPortMessageTooLargeException);
+        }
+    }
+    EXPECT_TRUE(message(3).sendBeforeDate(*port, soon()));
+    ASSERT_TRUE(inbox.waitFor(1));
+    EXPECT_EQ(inbox.messages[0].msgid, 3U);
+}
+
+// Small and large messages travel in different ways; neither may overtake the other.
+TEST(PortDelivery, OneSendersMessagesKeepTheirOrder) {
+    const TestHome home;
+    Inbox inbox("order");
+    const auto port = names().portForName("order");
+    for (std::uint32_t id = 0; id < 60; ++id)
+        ASSERT_TRUE(message(id, {block(id % 3 == 0 ? kInline + 1 : 10)}).sendBeforeDate(*port, soon()));
+    ASSERT_TRUE(inbox.waitFor(60));
+    for (std::uint32_t id = 0; id < 60; ++id)
+        EXPECT_EQ(inbox.messages[id].msgid, id);
+}
+
+TEST(PortDelivery, ABusySenderDoesNotStarveAnother) {
+    const TestHome home;
+    Inbox inbox("fair");
+    const auto busy = names().portForName("fair");
+    const auto modest = names().portForName("fair");
+    ASSERT_TRUE(message(0).sendBeforeDate(*busy, soon()));
+    ASSERT_TRUE(message(0).sendBeforeDate(*modest, soon()));
+    ASSERT_TRUE(inbox.waitFor(2));
+    for (int count = 0; count < 150; ++count)
+        ASSERT_TRUE(message(1).sendBeforeDate(*busy, soon()));
+    ASSERT_TRUE(message(2).sendBeforeDate(*modest, soon()));
+    ASSERT_TRUE(runUntil([&] { return inbox.messages.back().msgid == 2; }));
+    EXPECT_LT(inbox.messages.size(), 40U);
+}
+
+TEST(PortDelivery, LaterMessagesReachAHandlerThatRunsTheLoop) {
+    const TestHome home;
+    std::string order;
+    const auto receiving = Port::receivePort([&](const PortMessage& received) {
+        order += '(';
+        if (received.msgid < 3)
+            RunLoop::current().runOnce(5s, RunLoopMode::Modal);
+        order += static_cast<char>('0' + received.msgid);
+    });
+    ASSERT_TRUE(names().registerPort(receiving, "nested"));
+    receiving->addToRunLoop(RunLoop::current());
+    const auto port = names().portForName("nested");
+    for (std::uint32_t id = 1; id <= 3; ++id)
+        ASSERT_TRUE(message(id).sendBeforeDate(*port, soon()));
+    ASSERT_TRUE(runUntil([&] { return order.size() == 6; }));
+    EXPECT_EQ(order, "(((321");
+}
+
+TEST(PortDelivery, AHandlerMayDropOrInvalidateItsPort) {
+    const TestHome home;
+    for (const bool drops : {true, false}) {
+        std::shared_ptr<Port> receiving;
+        int received = 0;
+        receiving = Port::receivePort([&, held = std::string(100, 'x')](const PortMessage&) {
+            ++received;
+            drops ? receiving.reset() : receiving->invalidate();
+            EXPECT_EQ(held.size(), 100U);
+        });
+        ASSERT_TRUE(names().registerPort(receiving, "ending"));
+        receiving->addToRunLoop(RunLoop::current());
+        const auto port = names().portForName("ending");
+        for (int count = 0; count < 3; ++count)
+            ASSERT_TRUE(message(1).sendBeforeDate(*port, soon()));
+        EXPECT_TRUE(runUntil([&] { return !port->isValid(); })) << "the sender was not told";
+        EXPECT_EQ(received, 1);
+        EXPECT_FALSE(names().portForName("ending"));
+    }
+}
+
+TEST(PortDelivery, APortThatIsOffItsLoopKeepsItsMessagesForLater) {
+    const TestHome home;
+    Inbox inbox("off");
+    const auto port = names().portForName("off");
+    ASSERT_TRUE(message(1).sendBeforeDate(*port, soon()));
+    ASSERT_TRUE(inbox.waitFor(1));
+    inbox.port->removeFromRunLoop(RunLoop::current());
+    ASSERT_TRUE(message(2).sendBeforeDate(*port, soon()));
+    EXPECT_FALSE(RunLoop::current().runOnce(5ms));
+    inbox.port->addToRunLoop(RunLoop::current());
+    inbox.port->addToRunLoop(RunLoop::current());
+    EXPECT_TRUE(inbox.waitFor(2));
+}
+
+// A receiver that does not read: the sender gives up at its deadline, neither earlier nor much later, whether
+// the queue is full of small messages or of shared memory; and other ports are reached as ever.
+TEST(PortDelivery, AReceiverThatDoesNotReadCostsTheSenderItsDeadlineAtMost) {
+    const TestHome home;
+    for (const std::size_t size : {std::size_t{1000}, kInline, std::size_t{20} << 20}) {
+        const auto deaf = Port::receivePort([](const PortMessage&) {});
+        ASSERT_TRUE(names().registerPort(deaf, "deaf"));
+        Inbox other("other");
+        const auto port = names().portForName("deaf");
+        const PortMessage sent = message(1, {block(size)});
+        int queued = 0;
+        auto start = RunLoop::Clock::now();
+        while (sent.sendBeforeDate(*port, soon(0.05)) && queued < 1000) {
+            ++queued;
+            start = RunLoop::Clock::now();
+        }
+        const auto waited = RunLoop::Clock::now() - start;
+        EXPECT_GE(queued, 1);
+        EXPECT_LT(queued, 1000) << size;
+        EXPECT_GE(waited, 49ms) << size;
+        EXPECT_LT(waited, 2s) << size;
+        EXPECT_TRUE(message(2).sendBeforeDate(*names().portForName("other"), soon()));
+        EXPECT_TRUE(other.waitFor(1));
+    }
+}
+
+CHILD_BODY(lateReader) {
+    Inbox inbox("late");
+    kitwell::test::say("ready");
+    kitwell::test::hear();
+    return inbox.waitFor(std::stoul(arguments.at(0))) ? 0 : 1;
+}
+
+// Room that comes free must be noticed at once, not when the deadline passes.
+TEST(PortDelivery, AWaitingSenderGoesOnWhenTheReceiverReads) {
+    const TestHome home;
+    for (const auto& [size, count] : {std::pair{kInline, 40U}, std::pair{std::size_t{20} << 20, 8U}}) {
+        ChildProcess child = ChildProcess::body("lateReader", {std::to_string(count + 1)});
+        ASSERT_TRUE(child.waitForLine("ready"));
+        const auto port = names().portForName("late");
+        const PortMessage sent = message(1, {block(size)});
+        std::uint32_t queued = 0;
+        while (sent.sendBeforeDate(*port, soon(0)))
+            ++queued;
+        child.writeLine("read");
+        const auto start = RunLoop::Clock::now();
+        for (; queued <= count; ++queued)
+            ASSERT_TRUE(sent.sendBeforeDate(*port, soon(60)));
+        EXPECT_LT(RunLoop::Clock::now() - start, 30s);
+        EXPECT_EQ(child.wait(), 0);
+    }
+}
+
+} // namespace kitwell::platform::test

@@ -1,0 +1,59 @@
+#include "KitwellPlatform/Ports/PortTestSupport.h"
+
+#include <cstring>
+#include <filesystem>
+#include <stdexcept>
+#include <sys/socket.h>
+#include <sys/un.h>
+
+namespace kitwell::platform::test {
+
+Inbox::Inbox(std::string_view name)
+    : port(Port::receivePort([this](const PortMessage& received) { messages.push_back(received); })) {
+    if (!PortNameServer::systemDefault().registerPort(port, name))
+        throw std::runtime_error("the name is not free");
+    port->addToRunLoop(RunLoop::current());
+}
+
+bool Inbox::waitFor(std::size_t count, RunLoopMode mode) const {
+    return runUntil([&] { return messages.size() >= count; }, mode);
+}
+
+Date soon(double seconds) {
+    return Date::now().adding(seconds);
+}
+
+PortMessage message(std::uint32_t msgid, std::vector<Data> components) {
+    return {msgid, std::move(components)};
+}
+
+std::string socketPath(const TestHome& home, const std::string& name) {
+    return home.path("run/kitwell/ports/") + name + ".port";
+}
+
+FileDescriptor rawConnection(const std::string& path) {
+    FileDescriptor socket(::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0));
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    std::strncpy(address.sun_path, path.c_str(), sizeof address.sun_path - 1);
+    if (::connect(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
+        return {};
+    return socket;
+}
+
+std::size_t openDescriptors() {
+    return static_cast<std::size_t>(std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {}));
+}
+
+bool runUntil(const std::function<bool()>& condition, RunLoopMode mode) {
+    const auto end = RunLoop::Clock::now() + kitwell::test::kPatience;
+    while (!condition()) {
+        const auto left = end - RunLoop::Clock::now();
+        if (left <= RunLoop::Duration::zero())
+            return false;
+        RunLoop::current().runOnce(left, mode);
+    }
+    return true;
+}
+
+} // namespace kitwell::platform::test

@@ -1,0 +1,95 @@
+#include <gtest/gtest.h>
+#include <vector>
+
+#include "KitwellPlatform/RunLoop/RunLoop.h"
+
+namespace kitwell::platform {
+
+namespace {
+
+using namespace std::chrono_literals;
+using Clock = RunLoop::Clock;
+
+RunLoop& loop() {
+    return RunLoop::current();
+}
+
+} // namespace
+
+TEST(Timer, NeverFiresEarlyAndFiresInTheOrderOfItsTimes) {
+    const auto start = Clock::now();
+    std::string order;
+    std::vector<Timer> timers;
+    for (const auto& [delay, letter] : {std::pair{6ms, 'c'}, std::pair{2ms, 'a'}, std::pair{4ms, 'b'}})
+        timers.push_back(
+            Timer::once(loop(), delay, RunLoopModes::Common, [&, delay = delay, letter = letter] {
+                EXPECT_GE(Clock::now() - start, delay);
+                order += letter;
+            }));
+    while (order.size() < 3)
+        ASSERT_TRUE(loop().runOnce(5s));
+    EXPECT_EQ(order, "abc");
+}
+
+// The handler outlasts several intervals: one firing makes up for them, and later ones stay on the grid.
+TEST(Timer, MakesUpMissedFiringsByOneAndDoesNotDrift) {
+    constexpr auto kInterval = 4ms;
+    const auto start = Clock::now();
+    std::vector<Clock::duration::rep> cells;
+    const auto timer = Timer::repeating(loop(), kInterval, RunLoopModes::Common, [&] {
+        cells.push_back((Clock::now() - start) / kInterval);
+        if (cells.size() == 1)
+            loop().runFor(18ms); // the timer is passed over meanwhile
+    });
+    while (cells.size() < 8)
+        ASSERT_TRUE(loop().runOnce(5s));
+    EXPECT_GE(cells[1], 5) << "fired again while its handler ran";
+    for (std::size_t index = 2; index < cells.size(); ++index)
+        EXPECT_GT(cells[index], cells[index - 1]) << "two firings in one interval";
+}
+
+TEST(Timer, ATimerThatWasEndedByAnotherOneDueWithItIsSilent) {
+    Timer timers[2];
+    int calls = 0;
+    for (int own : {0, 1})
+        timers[own] = Timer::once(loop(), 0ms, RunLoopModes::Common, [&, own] {
+            ++calls;
+            timers[1 - own].end();
+        });
+    loop().runOnce(1s);
+    EXPECT_FALSE(loop().runOnce(5ms));
+    EXPECT_EQ(calls, 1);
+}
+
+TEST(Timer, ARepeatingTimerMayEndItself) {
+    Timer timer;
+    int calls = 0;
+    timer = Timer::repeating(loop(), 1ms, RunLoopModes::Common, [&] {
+        ++calls;
+        timer.end();
+    });
+    EXPECT_TRUE(loop().runOnce(5s));
+    EXPECT_FALSE(loop().runOnce(5ms));
+    EXPECT_EQ(calls, 1);
+}
+
+// A timer that starts itself anew without delay must let the loop breathe between its firings.
+TEST(Timer, ANewTimerWithoutDelayWaitsForTheNextTurn) {
+    std::vector<Timer> timers;
+    timers.reserve(3);
+    int calls = 0;
+    std::function<void()> again = [&] {
+        if (++calls < 3)
+            timers.push_back(Timer::once(loop(), -1h, RunLoopModes::Common, again));
+    };
+    timers.push_back(Timer::once(loop(), 0ms, RunLoopModes::Common, again));
+    loop().runOnce(1s);
+    EXPECT_EQ(calls, 1);
+}
+
+TEST(Timer, TheLongestDelayIsNoOverflow) {
+    const auto timer = Timer::once(loop(), RunLoop::Duration::max(), RunLoopModes::Common, [] { FAIL(); });
+    EXPECT_FALSE(loop().runOnce(2ms));
+}
+
+} // namespace kitwell::platform

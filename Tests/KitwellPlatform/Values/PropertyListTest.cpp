@@ -1,0 +1,349 @@
+#include "KitwellPlatform/Values/PropertyList.h"
+
+#include <bit>
+#include <cmath>
+#include <gtest/gtest.h>
+#include <limits>
+
+namespace kitwell::platform {
+namespace {
+
+constexpr auto kLeastSigned = std::numeric_limits<std::int64_t>::min();
+constexpr double kInfinity = std::numeric_limits<double>::infinity();
+constexpr auto kMostUnsigned = std::numeric_limits<std::uint64_t>::max();
+
+Result<Value> parse(std::string_view bytes) {
+    return parsePropertyList(std::as_bytes(std::span(bytes)));
+}
+
+std::string written(const Value& value) {
+    const auto data = writeBinaryPropertyList(value);
+    return data ? std::string(data->text()) : "error: " + data.error().description;
+}
+
+Value readBack(const Value& value) {
+    auto read = parse(written(value));
+    return read ? *std::move(read) : Value(NumberText{read.error().description});
+}
+
+std::string bytesOfHex(std::string_view hex) {
+    std::string bytes;
+    for (std::size_t at = 0; at < hex.size(); at += 2)
+        bytes += static_cast<char>(std::stoi(std::string(hex.substr(at, 2)), nullptr, 16));
+    return bytes;
+}
+
+// A file of these objects (in hexadecimal), the first of them the root, with offsets and references of one
+// byte.
+std::string fileOf(const std::vector<std::string>& objects) {
+    std::string file = "bplist00";
+    std::string offsets;
+    for (const std::string& object : objects) {
+        offsets += static_cast<char>(file.size());
+        file += bytesOfHex(object);
+    }
+    const auto table = static_cast<char>(file.size());
+    const auto count = static_cast<char>(objects.size());
+    return file + offsets + std::string(6, '\0') + "\1\1" + std::string(7, '\0') + count +
+           std::string(15, '\0') + table;
+}
+
+std::string xml(std::string_view content) {
+    return "<plist version=\"1.0\">" + std::string(content) + "</plist>";
+}
+
+Value nested(std::size_t depth) {
+    Value value("leaf");
+    for (std::size_t level = 0; level < depth; ++level) {
+        Array around;
+        around.push_back(std::move(value));
+        value = Value(std::move(around));
+    }
+    return value;
+}
+
+// Arrays one inside the other, each of which holds the next one 14 times; the last holds the leaf.
+std::string bomb(int levels, const std::string& leaf) {
+    std::vector<std::string> objects;
+    for (int level = 1; level <= levels; ++level) {
+        objects.emplace_back("ae");
+        for (int member = 0; member < 14; ++member)
+            objects.back() += "0" + std::to_string(level);
+    }
+    objects.push_back(leaf);
+    return fileOf(objects);
+}
+
+Dictionary everyKind() {
+    return {{"true", true},
+            {"small", 200},
+            {"negative", -2},
+            {"large", (std::uint64_t{1} << 63) + 5},
+            {"real", -0.5},
+            {"date", *Date::fromIso8601("1969-07-20T20:17:40Z")},
+            {"data", Data(std::string_view("\0\xff", 2))},
+            {"text", "Gr\u00fc\u00dfe \U0001F388"},
+            {"list", Array{1, "text", Array(), Dictionary()}},
+            {"long", "abcdefghijklmnop"}};
+}
+
+TEST(BinaryPropertyList, ReadsEveryKindAsAnotherProgramWroteIt) {
+    const auto read = parse(bytesOfHex(
+        "62706c6973743030da0102030405060708090a0b0c0d0e0f1011121317547472756555736d616c6c586e6567617469766555"
+        "6c61726765547265616c546461746554646174615474657874546c697374546c6f6e670910c813fffffffffffffffe140000"
+        "000000000000800000000000000523bfe000000000000033c1cd94194e0000004200ff680047007200fc00df00650020d83c"
+        "df88a4140815161001a0d05f10106162636465666768696a6b6c6d6e6f70081d222831373c41464b5055565861727b848798"
+        "9d9fa0a100000000000001010000000000000018000000000000000000000000000000b4"));
+    ASSERT_TRUE(read) << read.error().description;
+    EXPECT_EQ(*read, Value(everyKind()));
+}
+
+TEST(BinaryPropertyList, WritesTheBytesThatTheFormatPrescribes) {
+    // One object for the two equal texts and one for the two equal numbers.
+    EXPECT_EQ(written(Dictionary{{"k", Array{"k", 1, std::uint64_t{1}}}}),
+              fileOf({"d10102", "516b", "a3010303", "1001"}));
+}
+
+TEST(BinaryPropertyList, KeepsEveryNumberAndDateBitForBit) {
+    const auto bits = [](double number) { return std::bit_cast<std::uint64_t>(number); };
+    const double nanWithPayload = std::bit_cast<double>(0x7FF80000DEADBEEF);
+    for (const double number : {0.0, -0.0, 0.1, -1e308, 5e-324, nanWithPayload, -kInfinity}) {
+        EXPECT_EQ(bits(*readBack(number).asDouble()), bits(number));
+        EXPECT_EQ(bits(readBack(Date{number}).asDate()->secondsSinceReference), bits(number));
+    }
+    for (const std::int64_t number : {0L, 255L, 256L, 65536L, 1L << 32, -1L, kLeastSigned + 1, kLeastSigned})
+        EXPECT_EQ(*readBack(number).asSigned(), number);
+    EXPECT_EQ(readBack(kMostUnsigned), Value(kMostUnsigned));
+    for (const char* moment : {"0001-01-01T00:00:00Z", "9999-12-31T23:59:59Z"})
+        EXPECT_EQ(readBack(*Date::fromIso8601(moment)).asDate()->iso8601(), moment);
+}
+
+TEST(BinaryPropertyList, KeepsTextsOfEveryWidthAndLength) {
+    for (const std::size_t length : {0, 1, 14, 15, 255, 256, 70000}) {
+        const std::string ascii(length, 'a');
+        for (const char* last : {"", "\x7F", "\u0080", "\u07FF", "\u0800", "\uD7FF", "\uE000", "\uFFFF",
+                                 "\U00010000", "\U0010FFFF"}) {
+            const std::string text = ascii + last;
+            EXPECT_EQ(readBack(text), Value(text)) << length << " and " << last;
+        }
+        EXPECT_EQ(readBack(Data(ascii)), Value(Data(ascii)));
+    }
+    EXPECT_EQ(readBack(std::string("a\0b", 3)), Value(std::string("a\0b", 3)));
+}
+
+TEST(BinaryPropertyList, KeepsReferencesAndOffsetsOfEveryWidth) {
+    for (const int count : {0, 14, 15, 254, 255, 256, 65535, 65536, 70000}) {
+        Array array;
+        Dictionary dictionary;
+        for (int number = 0; number < count; ++number) {
+            array.emplace_back(number);
+            dictionary.set("key " + std::to_string(number), number % 7);
+        }
+        EXPECT_EQ(readBack(array), Value(array)) << count;
+        EXPECT_EQ(readBack(dictionary), Value(dictionary)) << count;
+    }
+}
+
+TEST(BinaryPropertyList, RefusesToWriteWhatItCouldNotReadAgain) {
+    const std::pair<const char*, Value> cases[] = {
+        {"null", Value()},
+        {"null inside", Array{1, Value()}},
+        {"a number kept by its text", NumberText{"1e999"}},
+        {"a text that is not UTF-8", "\xC3("},
+        {"a key that is not UTF-8", Dictionary{{"\xFF", 1}}},
+        {"nesting beyond the bound", nested(kMaxPropertyListDepth + 1)},
+        {"more values than the bound", Array(kMaxPropertyListValues + 1, true)},
+        {"the same data too often", Array(1025, Data(std::string(kMaxPropertyListBytes / 1024, 'a')))},
+    };
+    for (const auto& [name, value] : cases)
+        EXPECT_FALSE(writeBinaryPropertyList(value)) << name;
+}
+
+void expectFault(const std::string& file, std::int64_t position, const std::string& what) {
+    const auto read = parse(file);
+    ASSERT_FALSE(read) << what;
+    EXPECT_EQ(read.error().code, position) << what << ": " << read.error().description;
+}
+
+TEST(BinaryPropertyList, AnswersObjectsThatAreNoneWithThePositionOfTheFault) {
+    // Null, a user identifier, a set, unknown markers; scalars of odd widths; integers beyond 64 bits;
+    // scalars and lengths cut by the table; lengths of 2^62 members, of bytes that wrap around, of no
+    // integer, negative; ASCII that is none; halves of surrogate pairs; an array inside itself; a key that is
+    // its own dictionary.
+    const std::pair<const char*, int> cases[] = {
+        {"00", 8},
+        {"8001", 8},
+        {"c100", 8},
+        {"ff", 8},
+        {"15", 8},
+        {"210000", 8},
+        {"3200000000", 8},
+        {"14000000000000000100000000000000ff", 8},
+        {"14ffffffffffffffff00000000000000ff", 8},
+        {"1300", 8},
+        {"2300", 8},
+        {"3300", 8},
+        {"5361", 8},
+        {"5f", 8},
+        {"5f10", 9},
+        {"af134000000000000000", 8},
+        {"6f137fffffffffffffff", 8},
+        {"5f5161", 8},
+        {"4f13ffffffffffffffff", 9},
+        {"5261c3", 10},
+        {"620061dc00", 11},
+        {"62d8000061", 9},
+        {"61d800", 9},
+        {"a100", 8},
+        {"d10000", 9},
+    };
+    for (const auto& [object, position] : cases)
+        expectFault(fileOf({object}), position, object);
+}
+
+// A file of a few hundred bytes must neither crash the reader nor make it fill memory.
+TEST(BinaryPropertyList, AnswersHostileReferencesWithThePositionOfTheFault) {
+    expectFault(fileOf({"a2010a", "09"}), 10, "reference to no object");
+    expectFault(fileOf({"a101", "a100"}), 8, "two arrays inside each other");
+    expectFault(bomb(7, "09"), 98, "array used a hundred million times");
+    expectFault(bomb(5, "5f108c" + std::string(280, '6')), 83, "text used half a million times");
+    expectFault(fileOf({"d10101", "1001"}), 9, "key that is a number");
+    expectFault("bplist00", 8, "nothing but the magic");
+}
+
+TEST(BinaryPropertyList, RefusesATrailerThatLies) {
+    const struct {
+        std::size_t at;
+        char byte;
+        std::int64_t position;
+    } changes[] = {{9, 7, 9},   {9, 9, 9},   {16, 0, 16},  {17, 9, 17}, {18, 1, 18},
+                   {25, 0, 26}, {33, 1, 26}, {34, -1, 34}, {41, 7, 34}};
+    for (const auto& [at, byte, position] : changes)
+        expectFault(fileOf({"09"}).replace(at, 1, 1, byte), position, "byte " + std::to_string(at));
+}
+
+TEST(BinaryPropertyList, AFileCutAnywhereIsAnErrorAndAChangedByteNeverACrash) {
+    const std::string whole = written(everyKind());
+    for (std::size_t length = 0; length < whole.size(); ++length)
+        EXPECT_FALSE(parse(whole.substr(0, length))) << length;
+    for (std::size_t at = 0; at < whole.size(); ++at) {
+        for (const int change : {1, 0x80, 0xFF}) {
+            std::string changed = whole;
+            changed[at] = static_cast<char>(changed[at] ^ change);
+            // What can be read after all can be written, too.
+            const auto read = parse(changed);
+            EXPECT_TRUE(!read || writeBinaryPropertyList(*read)) << at << " ^ " << change;
+        }
+    }
+}
+
+TEST(PropertyList, TheLastOfEqualKeysWins) {
+    const Value wanted = Dictionary{{"k", 2}};
+    EXPECT_EQ(*parse(fileOf({"d201010203", "516b", "1001", "1002"})), wanted);
+    EXPECT_EQ(*parse(xml("<dict><key>k</key><true/><key>k</key><integer>2</integer></dict>")), wanted);
+}
+
+TEST(XmlPropertyList, ReadsEveryKind) {
+    const std::pair<std::string, Value> cases[] = {
+        {"<true/>", true},
+        {"<false> </false>", false},
+        {"<integer>18446744073709551615</integer>", kMostUnsigned},
+        {"<integer> +0x1F\n</integer>", 31},
+        {"<integer>-0x8000000000000000</integer>", kLeastSigned},
+        {"<real>0.1</real>", 0.1},
+        {"<real>+1e3</real>", 1000.0},
+        {"<real>-infinity</real>", -kInfinity},
+        {"<date>2026-02-28T23:59:59Z</date>", *Date::fromIso8601("2026-02-28T23:59:59Z")},
+        {"<data>\n\tSGVs\n\tbG8=\n</data>", Data(std::string_view("Hello"))},
+        {"<data/>", Data()},
+        {"<data>SGVsbA==</data>", Data(std::string_view("Hell"))},
+        {"<string/>", ""},
+        {"<string> a&amp;&lt;b&#x1F388;<!-- not here --><![CDATA[<c>]]> </string>", " a&<b\U0001F388<c> "},
+        {"<array><array/><dict/></array>", Array{Array(), Dictionary()}},
+        {"<dict><key/><array><true/></array><key>b</key><string>c</string></dict>",
+         Dictionary{{"", Array{true}}, {"b", "c"}}},
+    };
+    for (const auto& [content, wanted] : cases) {
+        const auto read = parse(xml(content));
+        ASSERT_TRUE(read) << content << ": " << read.error().description;
+        EXPECT_EQ(*read, wanted) << content;
+    }
+    EXPECT_TRUE(std::isnan(*parse(xml("<real>nan</real>"))->asDouble()));
+}
+
+TEST(XmlPropertyList, ReadsAWholeDocumentInAnyEncodingOfTheStandard) {
+    const std::string latin =
+        "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?>\n<!DOCTYPE plist PUBLIC \"-//x//y\" "
+        "\"http://localhost/nothing.dtd\">\n" +
+        xml("<string>\xE9</string>");
+    EXPECT_EQ(*parse(latin), Value("\u00e9"));
+    std::string wide = "\xFF\xFE";
+    for (const char character : xml("<true/>"))
+        wide += {character, '\0'};
+    EXPECT_EQ(*parse(wide), Value(true));
+}
+
+TEST(XmlPropertyList, AnswersHostileDocumentsWithThePositionOfTheFault) {
+    const std::pair<const char*, int> contents[] = {
+        {"<plist/>", 0},
+        {"<other/>", 0},
+        {"text", 0},
+        {"<key>k</key>", 0},
+        {"<true/><true/>", 7},
+        {"<array>text</array>", 7},
+        {"<string>\xC3(</string>", 8},
+        {"<string><true/></string>", 8},
+        {"<dict><true/></dict>", 6},
+        {"<dict><key>k</key></dict>", 18},
+        {"", 0},
+        {"<dict><key>k</key><key>l</key></dict>", 18},
+        {"<string>&unknown;</string>", 8},
+    };
+    for (const auto& [content, position] : contents)
+        expectFault("<plist>" + std::string(content) + "</plist>", 7 + position, content);
+    const std::pair<const char*, int> documents[] = {
+        {"", 0},
+        {"{ key = value; }", 0},
+        {"bplist01", 0},
+        {"<plist><true/>", 14},
+        {"<plist><true/></plist><plist/>", 22},
+        {"<!DOCTYPE plist SYSTEM \"a.dtd\"><plist><string>&later;</string></plist>", 46},
+        {"<!DOCTYPE plist [<!ENTITY e \"eeee\">]><plist><string>&e;</string></plist>", 16},
+        {"<!DOCTYPE plist [<!ENTITY % p SYSTEM \"/etc/passwd\"> %p;]><plist><true/></plist>", 16},
+    };
+    for (const auto& [document, position] : documents)
+        expectFault(document, position, document);
+}
+
+TEST(XmlPropertyList, AnswersScalarsThatAreNoneWithTheirEnd) {
+    const std::pair<std::string, std::vector<std::string>> cases[] = {
+        {"integer", {"", "1x", "--1", "0x", "1.0", "18446744073709551616", "-9223372036854775809"}},
+        {"real", {"", "1,5", "+-1", "1e999", "0x1p3"}},
+        {"date", {"", "2026-02-29T00:00:00Z", "2026-01-01"}},
+        {"data", {"SGVsb", "SG=s", "S===", "SGV*", "===="}},
+        {"true", {"x"}},
+    };
+    for (const auto& [kind, texts] : cases) {
+        for (const std::string& text : texts) {
+            const std::string start = "<plist><" + kind + ">" + text;
+            const auto read = parse(start + "</" + kind + "></plist>");
+            EXPECT_TRUE(!read && read.error().code <= static_cast<std::int64_t>(start.size()))
+                << kind << text;
+        }
+    }
+}
+
+TEST(PropertyList, NestingIsReadUpToTheBoundAndNoFurther) {
+    const auto document = [](std::size_t depth) {
+        std::string content = "<string>leaf</string>";
+        for (std::size_t level = 0; level < depth; ++level)
+            content = "<array>" + content + "</array>";
+        return xml(content);
+    };
+    EXPECT_EQ(readBack(nested(kMaxPropertyListDepth)), nested(kMaxPropertyListDepth));
+    EXPECT_EQ(*parse(document(kMaxPropertyListDepth)), nested(kMaxPropertyListDepth));
+    EXPECT_FALSE(parse(document(kMaxPropertyListDepth + 1)));
+}
+
+} // namespace
+} // namespace kitwell::platform

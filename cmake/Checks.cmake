@@ -1,0 +1,18 @@
+# Compiles each header below a folder on its own, so that none leans on what its users happen to include before it.
+# Include paths are those of `library`.
+function(kitwell_compile_headers_alone library root folder)
+  file(GLOB_RECURSE headers CONFIGURE_DEPENDS RELATIVE "${root}" "${root}/${folder}/*.h")
+  if(NOT headers)
+    return()
+  endif()
+  set(sources)
+  foreach(header IN LISTS headers)
+    set(source "${CMAKE_CURRENT_BINARY_DIR}/HeadersAlone/${header}.cpp")
+    file(CONFIGURE OUTPUT "${source}" CONTENT "#include \"${header}\"\n")
+    list(APPEND sources "${source}")
+  endforeach()
+  set(target "HeadersAlone-${folder}")
+  add_library(${target} OBJECT ${sources})
+  target_include_directories(${target} PRIVATE $<TARGET_PROPERTY:${library},INTERFACE_INCLUDE_DIRECTORIES>)
+  target_compile_options(${target} PRIVATE -O0 -g0)
+endfunction()
