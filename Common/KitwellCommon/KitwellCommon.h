@@ -1,0 +1,11 @@
+#pragma once
+
+// The framework that every process of the suite loads: all public headers.
+
+#include "KitwellCommon/Logging/KWLog.h"
+#include "KitwellCommon/SharedState/AppGroup.h"
+#include "KitwellCommon/SharedState/ToolPersistentDataLazyWriter.h"
+#include "KitwellCommon/SharedState/ToolPersistentDataReader.h"
+#include "KitwellCommon/ToolDataProvider/ToolDataAgentProvider.h"
+#include "KitwellCommon/ToolDataProvider/ToolDataClientProvider.h"
+#include "KitwellCommon/ToolDataProvider/ToolMessage.h"

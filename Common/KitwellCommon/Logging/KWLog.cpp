@@ -1,0 +1,23 @@
+#include "KitwellCommon/Logging/KWLog.h"
+
+#include "KitwellPlatform/Machine/Environment.h"
+#include "KitwellPlatform/Preferences/UserDefaults.h"
+
+namespace kitwell {
+
+namespace {
+
+bool askWhetherExtendedLoggingIsOn() {
+    if (const auto value = platform::environmentVariable("KITWELL_EXTENDED_LOGGING"))
+        return !value->empty() && *value != "0";
+    return platform::UserDefaults::standard().boolForKey("ExtendedLogging").value_or(false);
+}
+
+} // namespace
+
+bool KWIsExtendedLoggingOn() {
+    static const bool isOn = askWhetherExtendedLoggingIsOn();
+    return isOn;
+}
+
+} // namespace kitwell

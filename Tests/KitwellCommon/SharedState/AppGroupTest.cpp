@@ -1,0 +1,103 @@
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+#include "KitwellCommon/SharedState/AppGroup.h"
+#include "KitwellPlatform/Files/LockedFile.h"
+#include "KitwellPlatform/Files/SearchPaths.h"
+#include "Support/ChildProcess.h"
+#include "Support/TestHome.h"
+
+using namespace kitwell;
+using namespace kitwell::test;
+
+namespace {
+
+bool isContainerLocked() {
+    const auto container = platform::SearchPaths::groupContainer(kAppGroupIdentifier);
+    return !platform::LockedFile::lockFolder(*container, platform::LockedFile::Wait::Never);
+}
+
+std::int64_t counterUnder(platform::UserDefaults& preferences, const std::string& key) {
+    const auto held = preferences.objectForKey(key);
+    return held && held->asSigned() ? *held->asSigned() : 0;
+}
+
+} // namespace
+
+CHILD_BODY(incrementShared) {
+    for (int round = 0; round < 250; ++round) {
+        accessAppGroupPlist([&](platform::UserDefaults& preferences) {
+            preferences.setObjectForKey(counterUnder(preferences, "Shared") + 1, "Shared");
+            preferences.setObjectForKey(counterUnder(preferences, arguments[0]) + 1, arguments[0]);
+            preferences.synchronize();
+        });
+    }
+    return 0;
+}
+
+CHILD_BODY(holdTheLock) {
+    accessAppGroupPlist([](platform::UserDefaults&) {
+        say("held");
+        hear();
+    });
+    return 0;
+}
+
+TEST(AppGroup, NoChangeIsLostBetweenProcessesOnTheSameKeyAndOnKeysOfTheirOwn) {
+    const TestHome home;
+    std::vector<ChildProcess> children;
+    for (const char* key : {"A", "B", "C", "D"})
+        children.push_back(ChildProcess::body("incrementShared", {key}));
+    for (ChildProcess& child : children)
+        ASSERT_EQ(child.wait(), 0);
+    accessAppGroupPlist([](platform::UserDefaults& preferences) {
+        EXPECT_EQ(counterUnder(preferences, "Shared"), 1000);
+        for (const char* key : {"A", "B", "C", "D"})
+            EXPECT_EQ(counterUnder(preferences, key), 250) << key;
+    });
+}
+
+TEST(AppGroup, TheLockIsHeldDuringTheCallbackOnlyAndEndsWithTheProcess) {
+    const TestHome home;
+    accessAppGroupPlist(nullptr);
+    EXPECT_FALSE(isContainerLocked());
+    accessAppGroupPlist([](platform::UserDefaults&) { EXPECT_TRUE(isContainerLocked()); });
+    EXPECT_FALSE(isContainerLocked());
+
+    ChildProcess holder = ChildProcess::body("holdTheLock");
+    ASSERT_TRUE(holder.waitForLine("held"));
+    EXPECT_TRUE(isContainerLocked());
+    holder.signal(SIGKILL);
+    holder.wait();
+    EXPECT_FALSE(isContainerLocked());
+}
+
+TEST(AppGroup, AValueOfTheWrongTypeReadsAsAbsentAndTheNextWriterReplacesIt) {
+    const TestHome home;
+    accessAppGroupPlist([](platform::UserDefaults& preferences) {
+        preferences.setObjectForKey("a text", "Scheduler");
+        preferences.synchronize();
+    });
+    accessAppGroupPlist([](platform::UserDefaults& preferences) {
+        EXPECT_FALSE(preferences.arrayForKey("Scheduler"));
+        preferences.setObjectForKey(platform::Array{1}, "Scheduler");
+        preferences.synchronize();
+    });
+    accessAppGroupPlist([](platform::UserDefaults& preferences) {
+        EXPECT_EQ(preferences.arrayForKey("Scheduler")->size(), 1U);
+    });
+}
+
+TEST(AppGroup, TheCallbackStillRunsWhereThereCanBeNoContainer) {
+    const TestHome home;
+    std::filesystem::remove_all(home.path("data"));
+    ASSERT_TRUE(std::filesystem::create_directories(home.path("elsewhere")));
+    std::filesystem::create_symlink("/dev/null", home.path("data")); // a path below it can never be made
+    bool ran = false;
+    accessAppGroupPlist([&](platform::UserDefaults& preferences) {
+        ran = true;
+        EXPECT_FALSE(preferences.objectForKey("Scheduler"));
+    });
+    EXPECT_TRUE(ran);
+}

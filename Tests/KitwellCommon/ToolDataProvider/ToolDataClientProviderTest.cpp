@@ -1,0 +1,242 @@
+#include <gtest/gtest.h>
+
+#include <functional>
+
+#include "KitwellCommon/SharedState/AppGroup.h"
+#include "KitwellCommon/ToolDataProvider/ToolDataClientProvider.h"
+#include "KitwellPlatform/Applications/Application.h"
+#include "KitwellPlatform/Applications/Bundle.h"
+#include "KitwellPlatform/Files/Bookmark.h"
+#include "KitwellPlatform/Values/Text.h"
+#include "Support/TestHome.h"
+#include "Support/Traffic.h"
+
+using namespace kitwell;
+using namespace kitwell::test;
+using platform::Data;
+using platform::PortMessage;
+
+namespace {
+
+using Identifiers = std::vector<std::uint32_t>;
+
+platform::Image dot(bool isTemplate = false) {
+    auto image = platform::Image::fromRepresentations({{1, 1, Data("rgba")}});
+    image->setTemplate(isTemplate);
+    return *image;
+}
+
+Data flag(char value) {
+    return Data(std::string_view(&value, 1));
+}
+
+const std::string ownPath = platform::Bundle::main().bundleUrl().path();
+
+} // namespace
+
+// A client in this process, with an agent that only records what it is told.
+class Client : public testing::Test {
+protected:
+    Identifiers heard() {
+        client.setToolStatus(
+            ToolStatusOff); // a message that always goes out tells when all before it has arrived
+        turnLoopUntil(
+            [&] { return !agent.received.empty() && agent.received.back().msgid == ToolMessageStatus; });
+        Identifiers identifiers;
+        for (const PortMessage& message : agent.received)
+            identifiers.push_back(message.msgid);
+        identifiers.pop_back();
+        agent.received.clear();
+        return identifiers;
+    }
+
+    const TestHome home;
+    RecordingPort agent{"7QW2LM9B5R.com.corvalen.kitwell.agent.port"};
+    ToolDataClientProvider client;
+};
+
+TEST_F(Client, EachValueIsSentExactlyWhileItsFlagIsSet) {
+    struct Case {
+        const char* name;
+        bool toolIconNeeded, menuIconNeeded;
+        std::function<void(ToolDataClientProvider&)> change;
+        Identifiers sent;
+    };
+    const Case cases[] = {
+        {"icon, wanted", true, false, [](auto& c) { c.setToolIcon(dot()); }, {101}},
+        {"no icon, wanted", true, false, [](auto& c) { c.setToolIcon(std::nullopt); }, {101}},
+        {"icon, not wanted", false, true, [](auto& c) { c.setToolIcon(dot()); }, {}},
+        {"menu icon, wanted", false, true, [](auto& c) { c.setMenuIcon(dot()); }, {102}},
+        {"no menu icon, wanted", false, true, [](auto& c) { c.setMenuIcon(std::nullopt); }, {}},
+        {"menu icon, not wanted", true, false, [](auto& c) { c.setMenuIcon(dot()); }, {}},
+        {"text, wanted", false, true, [](auto& c) { c.setMenuText("t"); }, {108}},
+        {"text while only the tool icon is wanted", true, false, [](auto& c) { c.setMenuText("t"); }, {}},
+        {"no text, wanted", false, true, [](auto& c) { c.setMenuText(std::nullopt); }, {}},
+        {"status held already", false, false, [](auto& c) { c.setToolStatus(c.toolStatus()); }, {100}},
+    };
+    for (const Case& one : cases) {
+        client.setToolIconNeeded(one.toolIconNeeded);
+        client.setMenuIconNeeded(one.menuIconNeeded);
+        one.change(client);
+        EXPECT_EQ(heard(), one.sent) << one.name;
+    }
+}
+
+TEST_F(Client, TheComponentsStandInTheirOrderOnTheWire) {
+    client.setToolIcon(dot());
+    client.setMenuIcon(dot(true));
+    client.setMenuText("");
+    client.sendToolIcon();
+    client.sendMenuIcon();
+    client.sendMenuText();
+    client.setToolStatus(ToolStatusPermanent);
+    agent.waitFor(4);
+    const Data id(ownPath);
+    const Data tiff = *dot().tiffRepresentation();
+    const std::vector<std::vector<Data>> expected = {
+        {id, tiff}, {id, tiff, flag(1)}, {id, Data()}, {id, Data(std::string_view("\2\0\0\0\0\0\0\0", 8))}};
+    ASSERT_EQ(agent.received.size(), expected.size());
+    for (std::size_t at = 0; at < expected.size(); ++at)
+        EXPECT_EQ(agent.received[at].components, expected[at]) << agent.received[at].msgid;
+}
+
+TEST_F(Client, CommandsAnswerAndChangeTheFlagsAsTold) {
+    client.setMenuIcon(dot());
+    client.setMenuText("t");
+    struct Case {
+        const char* name;
+        PortMessage command;
+        bool toolFlag, menuFlag; // before
+        Identifiers sent;
+        bool toolFlagAfter, menuFlagAfter;
+    };
+    const Case cases[] = {
+        {"status", {100, {}}, false, false, {100}, false, false},
+        {"icon yes", {101, {flag(1)}}, false, false, {101}, true, false},
+        {"any value but 0 is yes", {101, {flag(7)}}, false, false, {101}, true, false},
+        {"icon no", {101, {flag(0)}}, true, false, {}, false, false},
+        {"icon without flag, set", {101, {}}, true, false, {101}, true, false},
+        {"icon without flag, not set", {101, {}}, false, false, {}, false, false},
+        {"icon, flag of no bytes", {101, {Data()}}, true, false, {}, true, false},
+        {"menu yes", {102, {flag(1)}}, false, false, {102, 108}, false, true},
+        {"menu no", {102, {flag(0)}}, false, true, {}, false, false},
+        {"menu without flag, set", {102, {}}, false, true, {102, 108}, false, true},
+        {"menu, flag of no bytes", {102, {Data()}}, false, true, {}, false, true},
+        {"menu text is no command", {108, {flag(1)}}, true, true, {}, true, true},
+        {"unknown", {104, {}}, true, true, {}, true, true},
+        {"unknown and huge", {0xFFFFFFFF, {}}, true, true, {}, true, true},
+    };
+    for (const Case& one : cases) {
+        client.setToolIconNeeded(one.toolFlag);
+        client.setMenuIconNeeded(one.menuFlag);
+        client.handlePortMessage(one.command);
+        EXPECT_EQ(heard(), one.sent) << one.name;
+        EXPECT_EQ(client.toolIconNeeded(), one.toolFlagAfter) << one.name;
+        EXPECT_EQ(client.menuIconNeeded(), one.menuFlagAfter) << one.name;
+    }
+}
+
+TEST_F(Client, BlocksRunAndAClickWithoutOneReachesTheDelegate) {
+    struct Delegate : platform::ApplicationDelegate {
+        bool applicationShouldHandleReopen(platform::Application&, bool hasVisibleWindows) override {
+            ++reopened;
+            sawWindows = hasVisibleWindows;
+            return true;
+        }
+        int reopened = 0;
+        bool sawWindows = false;
+    } delegate;
+    platform::Application& application = platform::Application::shared();
+    client.handlePortMessage({ToolMessageClickMenuIcon, {}}); // without a delegate there is nobody to ask
+    application.setDelegate(&delegate);
+    application.setVisibleWindows(2);
+    client.handlePortMessage({ToolMessageClickMenuIcon, {}});
+    EXPECT_EQ(delegate.reopened, 1);
+    EXPECT_TRUE(delegate.sawWindows);
+    EXPECT_TRUE(application.isActive());
+
+    int clicks = 0, schedules = 0;
+    client.handlePortMessage({ToolMessageDateSchedule, {}});
+    client.setClickMenuIconBlock([&] { ++clicks; });
+    client.setDateScheduleBlock([&] {
+        ++schedules;
+        client.setDateScheduleBlock(nullptr);
+    });
+    client.handlePortMessage({ToolMessageClickMenuIcon, {}});
+    client.handlePortMessage({ToolMessageDateSchedule, {Data("not read")}});
+    client.handlePortMessage({ToolMessageDateSchedule, {}});
+    EXPECT_EQ(clicks, 1);
+    EXPECT_EQ(schedules, 1);
+    EXPECT_EQ(delegate.reopened, 1);
+    application.setDelegate(nullptr);
+}
+
+TEST_F(Client, TurningOffTerminatesAndSendsEverythingOnceMoreWhateverTheFlags) {
+    int turnedOff = 0;
+    client.setTurnToolOffBlock([&] {
+        ++turnedOff;
+        EXPECT_FALSE(platform::Application::shared().isTerminating());
+    });
+    client.setMenuIcon(dot());
+    client.setMenuText("last");
+    platform::RunLoop& loop = platform::RunLoop::current();
+    const auto launched = platform::NotificationCenter::defaultCenter().observe(
+        platform::kApplicationDidFinishLaunchingNotification, nullptr, [&](const platform::Notification&) {
+            loop.post([&] { client.handlePortMessage({ToolMessageTurnOff, {}}); });
+        });
+    EXPECT_EQ(platform::Application::shared().run(), 0);
+    EXPECT_EQ(turnedOff, 1);
+    loop.restart();
+    EXPECT_EQ(agent.waitFor(3), (Identifiers{101, 102, 108}));
+    EXPECT_EQ(agent.received[0].components.size(), 1U) << "without an icon the identifier goes alone";
+}
+
+TEST_F(Client, ASandboxReplyIsThePathOfItsBookmarkOrNothing) {
+    const auto bookmark =
+        platform::bookmarkFor(platform::FileUrl(home.path()), platform::BookmarkScope::Plain);
+    ASSERT_TRUE(bookmark);
+    client.handlePortMessage({ToolMessageSandboxAccess, {*bookmark}});
+    EXPECT_EQ(client.sandboxReplyDir(), home.path());
+    for (const std::vector<Data>& components : {std::vector<Data>{}, {Data("no bookmark")}, {Data()}}) {
+        client.setSandboxReplyDir("before");
+        client.handlePortMessage({ToolMessageSandboxAccess, components});
+        EXPECT_EQ(client.sandboxReplyDir(), std::nullopt);
+    }
+}
+
+TEST(ClientAlone, WithoutAnAgentNothingIsSentAndARestartedAgentIsFoundAgain) {
+    const TestHome home;
+    ToolDataClientProvider client;
+    client.setToolStatus(ToolStatusOn);
+    EXPECT_FALSE(client.isAgentConnected());
+    EXPECT_FALSE(client.launchAgentIfNeeded()) << "there is no agent to launch";
+    for (int life = 0; life < 2; ++life) {
+        auto agent = std::make_unique<RecordingPort>(kAgentPortName);
+        EXPECT_TRUE(client.launchAgentIfNeeded());
+        client.setToolIconNeeded(true);
+        client.sendStatus();
+        EXPECT_EQ(agent->waitFor(1), Identifiers{100});
+        EXPECT_TRUE(client.isAgentConnected());
+        agent.reset();
+        EXPECT_TRUE(turnLoopUntil([&] { return !client.isAgentConnected(); })) << "its death was not noticed";
+    }
+    EXPECT_TRUE(client.toolIconNeeded());
+}
+
+TEST(ClientAlone, StartsFromThePersistedPermanenceWithoutAMessageOrAWrite) {
+    const TestHome home;
+    const std::string key = platform::formatText("%@_%@", platform::Bundle::main().identifier(),
+                                                 platform::Bundle::main().bundleUrl().lastPathComponent());
+    accessAppGroupPlist([&](platform::UserDefaults& preferences) {
+        preferences.setObjectForKey(
+            platform::Dictionary{{key, platform::Dictionary{{kToolPermanent, true}, {kMenuText, "stored"}}}},
+            kToolPersistentData);
+        preferences.synchronize();
+    });
+    RecordingPort agent(kAgentPortName);
+    ToolDataClientProvider client;
+    EXPECT_EQ(client.toolStatus(), ToolStatusPermanent);
+    EXPECT_EQ(client.menuText(), "stored");
+    client.sendMenuText();
+    EXPECT_EQ(agent.waitFor(1), Identifiers{108}) << "creation itself sent something";
+}
