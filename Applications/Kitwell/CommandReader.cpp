@@ -1,0 +1,37 @@
+#include "CommandReader.h"
+
+#include <array>
+#include <unistd.h>
+
+namespace kitwell::applications {
+
+namespace {
+
+constexpr std::size_t kMaxLine = 4096;
+
+} // namespace
+
+CommandReader::CommandReader(Handler handler) : handler_(std::move(handler)) {
+    // A file, or the empty device, cannot be waited for: there is nobody to type, and nothing is read.
+    source_ = platform::RunLoop::current().watch(STDIN_FILENO, platform::RunLoop::Interest::Readable,
+                                                 platform::RunLoopModes::Default,
+                                                 [this](platform::RunLoop::Events) { readSome(); });
+}
+
+void CommandReader::readSome() {
+    std::array<char, kMaxLine> buffer;
+    const ssize_t count = ::read(STDIN_FILENO, buffer.data(), buffer.size());
+    if (count <= 0)
+        return source_.end();
+    unfinished_.append(buffer.data(), static_cast<std::size_t>(count));
+    std::size_t lineEnd = 0;
+    while ((lineEnd = unfinished_.find('\n')) != std::string::npos) {
+        const std::string line = unfinished_.substr(0, lineEnd);
+        unfinished_.erase(0, lineEnd + 1);
+        handler_(line);
+    }
+    if (unfinished_.size() > kMaxLine)
+        unfinished_.clear();
+}
+
+} // namespace kitwell::applications

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <map>
+#include <string>
+#include <string_view>
+
+#include "KitwellPlatform/RunLoop/NotificationCenter.h"
+#include "KitwellPlatform/RunLoop/RunLoop.h"
+#include "ToolList.h"
+#include "ToolRow.h"
+
+namespace kitwell::applications {
+
+// Shows the tools on standard output: a live table on a terminal, and one line for each change where it is
+// none. Changes that arrive together are shown together.
+class Display {
+public:
+    explicit Display(const ToolList& tools);
+    ~Display();
+    Display(const Display&) = delete;
+    Display& operator=(const Display&) = delete;
+
+    // An answer to a command: a line of its own, on a terminal the line below the table.
+    void say(std::string_view answer);
+
+private:
+    void showSoon();
+    void show();
+    void showTable();
+    void showChangedLines();
+
+    const ToolList& tools_;
+    bool isTerminal_;
+    std::string answer_;
+    std::map<const ToolDataAgentProvider*, ToolRow> shown_;
+    platform::NotificationCenter::Subscription changes_;
+    platform::Timer pending_;
+};
+
+} // namespace kitwell::applications

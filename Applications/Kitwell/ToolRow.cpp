@@ -1,0 +1,98 @@
+#include "ToolRow.h"
+
+#include <algorithm>
+#include <array>
+
+#include "ToolList.h"
+
+namespace kitwell::applications {
+
+namespace {
+
+// A tool's text must not steer the terminal: C0 and C1 control characters become dots.
+std::string printable(std::string_view text) {
+    std::string safe;
+    for (std::size_t at = 0; at < text.size(); ++at) {
+        const auto byte = static_cast<unsigned char>(text[at]);
+        const bool isC1 =
+            byte == 0xC2 && at + 1 < text.size() && static_cast<unsigned char>(text[at + 1]) < 0xA0;
+        if (isC1)
+            ++at;
+        safe += byte < 0x20 || byte == 0x7F || isC1 ? '.' : text[at];
+    }
+    return safe;
+}
+
+std::string describe(const std::optional<platform::Image>& icon) {
+    if (!icon || icon->representations().empty())
+        return "-";
+    return platform::formatText("%ux%u", icon->width(), icon->height()) +
+           (icon->isTemplate() ? " template" : "");
+}
+
+std::string describe(ToolStatus status) {
+    constexpr std::array<std::string_view, 3> kNames{"off", "on", "permanent"};
+    return status < kNames.size() ? std::string(kNames[status]) : platform::formatText("%lu", status);
+}
+
+bool isContinuation(char byte) {
+    return (static_cast<unsigned char>(byte) & 0xC0) == 0x80;
+}
+
+std::size_t characterCount(std::string_view text) {
+    return text.size() - static_cast<std::size_t>(std::count_if(text.begin(), text.end(), isContinuation));
+}
+
+std::string cutToCharacters(std::string_view text, std::size_t count) {
+    std::size_t end = 0;
+    while (end < text.size() && (count > 0 || isContinuation(text[end]))) {
+        if (!isContinuation(text[end]))
+            --count;
+        ++end;
+    }
+    return std::string(text.substr(0, end));
+}
+
+std::array<std::string, 7> cells(const ToolRow& row) {
+    return {row.name, row.icon, row.menuIcon, row.menuText, row.status, row.launched, row.port};
+}
+
+} // namespace
+
+ToolRow rowFor(const ToolDataAgentProvider& tool) {
+    return {printable(displayName(tool)),
+            describe(tool.toolIcon()),
+            describe(tool.menuIcon()),
+            tool.menuText() ? printable(*tool.menuText()) : "-",
+            describe(tool.status()),
+            tool.wasLaunched() ? "yes" : "no",
+            tool.toolPort() ? "open" : "closed"};
+}
+
+std::string lineFor(const ToolRow& row) {
+    return platform::formatText("%@: status %@, text \"%@\", icon %@, menu icon %@, launched %@, port %@",
+                                row.name, row.status, row.menuText, row.icon, row.menuIcon, row.launched,
+                                row.port);
+}
+
+std::vector<std::string> tableFor(const std::vector<ToolRow>& rows, std::size_t width) {
+    std::vector<ToolRow> all{{"NAME", "ICON", "MENU ICON", "MENU TEXT", "STATUS", "LAUNCHED", "PORT"}};
+    all.insert(all.end(), rows.begin(), rows.end());
+    std::array<std::size_t, 7> widths{};
+    for (const ToolRow& row : all) {
+        const auto texts = cells(row);
+        for (std::size_t column = 0; column < texts.size(); ++column)
+            widths[column] = std::max(widths[column], characterCount(texts[column]));
+    }
+    std::vector<std::string> lines;
+    for (const ToolRow& row : all) {
+        std::string line;
+        const auto texts = cells(row);
+        for (std::size_t column = 0; column < texts.size(); ++column)
+            line += texts[column] + std::string(widths[column] - characterCount(texts[column]) + 2, ' ');
+        lines.push_back(cutToCharacters(line, width));
+    }
+    return lines;
+}
+
+} // namespace kitwell::applications
