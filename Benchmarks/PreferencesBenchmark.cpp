@@ -21,7 +21,6 @@
 namespace {
 
 using namespace kitwell::platform;
-using kitwell::benchmarks::Comparison;
 
 constexpr char kSuite[] = "group.benchmark";
 constexpr char kKey[] = "tool 20";

@@ -2,9 +2,6 @@
 # Include paths are those of `library`.
 function(kitwell_compile_headers_alone library root folder)
   file(GLOB_RECURSE headers CONFIGURE_DEPENDS RELATIVE "${root}" "${root}/${folder}/*.h")
-  if(NOT headers)
-    return()
-  endif()
   set(sources)
   foreach(header IN LISTS headers)
     set(source "${CMAKE_CURRENT_BINARY_DIR}/HeadersAlone/${header}.cpp")

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <unistd.h>
+#include <utility>
 
 namespace kitwell::applications {
 
@@ -28,10 +29,13 @@ void CommandReader::readSome() {
     while ((lineEnd = unfinished_.find('\n')) != std::string::npos) {
         const std::string line = unfinished_.substr(0, lineEnd);
         unfinished_.erase(0, lineEnd + 1);
-        handler_(line);
+        if (!std::exchange(isTooLong_, false))
+            handler_(line);
     }
-    if (unfinished_.size() > kMaxLine)
+    if (unfinished_.size() > kMaxLine) {
+        isTooLong_ = true;
         unfinished_.clear();
+    }
 }
 
 } // namespace kitwell::applications

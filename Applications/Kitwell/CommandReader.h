@@ -19,6 +19,7 @@ private:
 
     Handler handler_;
     std::string unfinished_;
+    bool isTooLong_ = false; // the line whose end has not come yet
     platform::RunLoop::Source source_;
 };
 

@@ -14,7 +14,11 @@ constexpr std::chrono::milliseconds kTogether{20};
 // The alternate screen keeps the person's own scrollback as it was.
 constexpr std::string_view kEnterScreen = "\033[?1049h";
 constexpr std::string_view kLeaveScreen = "\033[?1049l";
-constexpr std::string_view kHomeAndClear = "\033[H\033[J";
+constexpr std::string_view kHome = "\033[H";
+constexpr std::string_view kClearBelow = "\033[J";
+constexpr std::string_view kClearRestOfLine = "\033[K\n";
+constexpr std::string_view kSaveCursor = "\0337";
+constexpr std::string_view kRestoreCursor = "\0338";
 
 std::size_t terminalWidth() {
     winsize size{};
@@ -40,6 +44,7 @@ Display::~Display() {
 void Display::say(std::string_view answer) {
     if (isTerminal_) {
         answer_ = answer;
+        isAnswerNew_ = true;
         showSoon();
         return;
     }
@@ -61,14 +66,22 @@ void Display::show() {
         showChangedLines();
 }
 
+// The line with the prompt is drawn anew only after an answer: what a person is typing stays where it is.
 void Display::showTable() {
     std::vector<ToolRow> rows;
     for (const auto& tool : tools_.tools())
         rows.push_back(rowFor(*tool));
-    std::cout << kHomeAndClear;
+    const bool withPrompt = isAnswerNew_ || rows.size() != rowsShown_;
+    isAnswerNew_ = false;
+    rowsShown_ = rows.size();
+    std::cout << (withPrompt ? "" : kSaveCursor) << kHome;
     for (const std::string& line : tableFor(rows, terminalWidth()))
-        std::cout << line << '\n';
-    std::cout << '\n' << answer_ << "\n> " << std::flush;
+        std::cout << line << kClearRestOfLine;
+    std::cout << kClearRestOfLine << answer_ << kClearRestOfLine;
+    if (withPrompt)
+        std::cout << "> " << kClearBelow << std::flush;
+    else
+        std::cout << kRestoreCursor << std::flush;
 }
 
 void Display::showChangedLines() {

@@ -32,6 +32,8 @@ private:
     const ToolList& tools_;
     bool isTerminal_;
     std::string answer_;
+    bool isAnswerNew_ = true;
+    std::size_t rowsShown_ = 0;
     std::map<const ToolDataAgentProvider*, ToolRow> shown_;
     platform::NotificationCenter::Subscription changes_;
     platform::Timer pending_;

@@ -34,7 +34,7 @@ void ToolList::discover() {
 }
 
 ToolList::Tool ToolList::find(std::string_view name) {
-    if (const Tool tool = findKnown(name))
+    if (Tool tool = findKnown(name))
         return tool;
     discover();
     return findKnown(name);

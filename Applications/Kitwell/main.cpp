@@ -1,6 +1,7 @@
 // The agent: lists the tools of the suite with what each presents, and passes on the commands of the person
 // at the terminal.
 
+#include <cerrno>
 #include <cstdio>
 #include <optional>
 
@@ -24,15 +25,17 @@ std::optional<platform::LockedFile> becomeTheAgent() {
         std::fprintf(stderr, "%s\n", folder.error().description.c_str());
         return std::nullopt;
     }
-    auto lock = platform::LockedFile::lockFile(*folder + "/agent.lock", platform::LockedFile::Wait::Never);
+    auto lock = platform::LockedFile::lockFile(*folder + "/agent.lock", platform::LockedFile::Wait::Briefly);
     if (!lock) {
-        std::fputs("The agent runs already.\n", stderr);
+        const bool isTaken = lock.error().code == EWOULDBLOCK;
+        std::fprintf(stderr, "%s\n", isTaken ? "The agent runs already." : lock.error().description.c_str());
         return std::nullopt;
     }
     return *std::move(lock);
 }
 
 int runAgent() {
+    platform::Application& application = platform::Application::shared();
     const auto lock = becomeTheAgent();
     if (!lock)
         return 1;
@@ -42,7 +45,7 @@ int runAgent() {
     Commands commands(tools, display);
     const CommandReader reader([&](const std::string& line) { commands.carryOut(line); });
     tools.discover();
-    return platform::Application::shared().run();
+    return application.run();
 }
 
 } // namespace

@@ -90,7 +90,7 @@ void sendBlock(int socket, std::span<const std::byte> block) {
         fail("cannot send");
 }
 
-// Answers false at the end of the connection.
+// Answers false when there is nothing (more).
 bool receive(int socket, Packet& packet, FileDescriptor& file) {
     iovec part{&packet, sizeof packet};
     alignas(cmsghdr) std::array<std::byte, CMSG_SPACE(sizeof(int))> control;
@@ -99,7 +99,7 @@ bool receive(int socket, Packet& packet, FileDescriptor& file) {
     header.msg_iovlen = 1;
     header.msg_control = control.data();
     header.msg_controllen = control.size();
-    if (::recvmsg(socket, &header, MSG_CMSG_CLOEXEC) <= 0)
+    if (::recvmsg(socket, &header, MSG_CMSG_CLOEXEC | MSG_DONTWAIT) <= 0)
         return false;
     if (const cmsghdr* const rights = CMSG_FIRSTHDR(&header)) {
         int descriptor = -1;
@@ -171,7 +171,8 @@ struct Server {
 // Takes what one connection has, at most sixteen packets, as an agent with many peers would.
 void drain(int socket, FloodCounter& counter) {
     Packet packet;
-    for (int count = 0; count < 16 && ::recv(socket, &packet, sizeof packet, MSG_DONTWAIT) > 0; ++count)
+    FileDescriptor file;
+    for (int count = 0; count < 16 && receive(socket, packet, file); ++count)
         counter.add(packet.sender);
 }
 
@@ -209,11 +210,12 @@ double blockOneWay(const PrivateFolder& folder, std::size_t size) {
 
 double connectAndFirstMessage(const PrivateFolder& folder) {
     Server server(folder);
+    std::vector<FileDescriptor> sockets;
     std::vector<double> times;
     for (int count = 0; count < kLookups; ++count) {
         const double start = now();
-        const FileDescriptor socket = connectTo(server.path);
-        sendSmall(socket.get(), Job::Stamp);
+        sockets.push_back(connectTo(server.path));
+        sendSmall(sockets.back().get(), Job::Stamp);
         times.push_back(server.partner.hear() - start);
     }
     return medianOf(times);
@@ -236,8 +238,8 @@ double death(const PrivateFolder& folder) {
 Flood flood(const PrivateFolder& folder, std::size_t senders) {
     const FileDescriptor listener = listenOn(folder.path("flood"));
     const FileDescriptor epoll = newEpoll();
-    std::vector<Partner> partners;
     std::vector<FileDescriptor> sockets;
+    std::vector<Partner> partners; // end before the sockets that they send to
     for (std::size_t number = 0; number < senders; ++number) {
         partners.emplace_back("rawSender", std::vector{folder.path("flood"), std::to_string(number)});
         partners.back().hear();

@@ -3,6 +3,7 @@
 #include "Ports/Workload.h"
 
 // The least that the system allows: bare sockets, epoll and memory files, with no check and no bookkeeping.
+// Any packet may bring a memory file along, so what takes many peers' packets takes them with recvmsg.
 // Each measure answers seconds for one unit.
 namespace kitwell::benchmarks::raw {
 

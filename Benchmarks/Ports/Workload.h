@@ -22,10 +22,10 @@ enum class Job : std::uint32_t {
 inline constexpr std::size_t kFirstBlock = 60;
 inline constexpr std::size_t kSecondBlock = 8;
 
-inline constexpr int kEchoes = 20000;
+inline constexpr int kEchoes = 5000;
 inline constexpr int kBlocks = 40;
-inline constexpr int kLookups = 40;
-inline constexpr std::size_t kMessages = 300'000;
+inline constexpr int kLookups = 100;
+inline constexpr std::size_t kMessages = 150'000;
 
 // What a flood of several senders gave.
 struct Flood {

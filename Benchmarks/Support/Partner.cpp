@@ -29,17 +29,19 @@ PrivateFolder::~PrivateFolder() {
 }
 
 Partner::Partner(const std::string& role, const std::vector<std::string>& arguments)
-    : Partner([&] {
-          std::vector<std::string> command{"/proc/self/exe", "--role", role};
-          command.insert(command.end(), arguments.begin(), arguments.end());
-          return command;
-      }()) {}
+    : Partner(
+          [&] {
+              std::vector<std::string> command{"/proc/self/exe", "--role", role};
+              command.insert(command.end(), arguments.begin(), arguments.end());
+              return command;
+          }(),
+          true) {}
 
 Partner Partner::program(const std::vector<std::string>& command) {
-    return Partner(command);
+    return Partner(command, false);
 }
 
-Partner::Partner(const std::vector<std::string>& command) {
+Partner::Partner(const std::vector<std::string>& command, bool isOwnRole) {
     int toPartner[2];
     int fromPartner[2];
     if (::pipe2(toPartner, O_CLOEXEC) != 0 || ::pipe2(fromPartner, O_CLOEXEC) != 0)
@@ -52,6 +54,8 @@ Partner::Partner(const std::vector<std::string>& command) {
     ::posix_spawn_file_actions_init(&actions);
     ::posix_spawn_file_actions_adddup2(&actions, ends[0].get(), STDIN_FILENO);
     ::posix_spawn_file_actions_adddup2(&actions, ends[1].get(), STDOUT_FILENO);
+    if (!isOwnRole)
+        ::posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
     std::vector<std::string> texts = command;
     std::vector<char*> pointers;
     for (std::string& text : texts)

@@ -38,7 +38,7 @@ public:
     int pid() const { return pid_; }
 
 private:
-    explicit Partner(const std::vector<std::string>& command);
+    Partner(const std::vector<std::string>& command, bool isOwnRole);
     pid_t pid_ = -1;
     platform::FileDescriptor input_;
     platform::FileDescriptor output_;

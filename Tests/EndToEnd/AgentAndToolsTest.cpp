@@ -55,10 +55,10 @@ TEST(AgentAndTools, SigtermEndsEachInOrderAndAPermanentToolStaysVisible) {
     {
         ChildProcess agent = start("Kitwell");
         ChildProcess tool = start("DiskSpace");
-        ASSERT_TRUE(agentShows(agent, "DiskSpace", "launched yes, port open"));
+        ASSERT_TRUE(agentShows(agent, "DiskSpace", " free of ")); // said after its launching began
         tool.signal(SIGTERM);
         EXPECT_EQ(tool.wait(), 0);
-        EXPECT_TRUE(agent.waitForLine("port closed"));
+        EXPECT_TRUE(agentShows(agent, "DiskSpace", "port closed"));
         agent.signal(SIGTERM);
         EXPECT_EQ(agent.wait(), 0);
     }
@@ -68,6 +68,36 @@ TEST(AgentAndTools, SigtermEndsEachInOrderAndAPermanentToolStaysVisible) {
     EXPECT_TRUE(stored.menuText()->find(" free of ") != std::string::npos);
     EXPECT_TRUE(stored.menuIcon()->isTemplate());
     EXPECT_EQ(stored.toolIcon()->width(), 64U);
+}
+
+TEST(AgentAndTools, CommandsReachTheToolsAndTheirChangesComeBackByThemselves) {
+    const TestHome home;
+    ChildProcess agent = start("Kitwell");
+    agent.writeLine("click Counter");
+    EXPECT_TRUE(agent.waitForLine("Counter does not run"));
+    agent.writeLine("launch counter");
+    EXPECT_TRUE(agent.waitForLine("launched Counter: process "));
+    EXPECT_TRUE(agent.waitForLine("Counter: status on, text \"0 clicks\""));
+    agent.writeLine("click Counter");
+    EXPECT_TRUE(agent.waitForLine("Counter: status on, text \"1 click\""));
+    agent.writeLine(std::string(9000, 'x') + " status Clock"); // dropped as a whole
+    agent.writeLine("off Counter");
+    EXPECT_TRUE(agent.waitForLine("Counter: status off, text \"1 click\""));
+    agent.writeLine("dance Counter");
+    EXPECT_TRUE(agent.waitForLine("not understood: dance"));
+    agent.writeLine("quit");
+    EXPECT_EQ(agent.wait(), 0);
+}
+
+TEST(AgentAndTools, ToolsBehindASymlinkAreOneToolAndReached) {
+    const TestHome home;
+    std::filesystem::create_directories(home.path("data/Kitwell"));
+    std::filesystem::create_symlink(APPLICATIONS_FOLDER, home.path("data/Kitwell/Applications"));
+    ChildProcess agent = start("Kitwell");
+    agent.writeLine("launch Counter");
+    EXPECT_TRUE(agentShows(agent, "Counter", "status on"));
+    agent.writeLine("off Counter");
+    EXPECT_TRUE(agentShows(agent, "Counter", "port closed"));
 }
 
 TEST(AgentAndTools, ASecondAgentDoesNotTakeTheFirstOnesPlace) {

@@ -185,7 +185,8 @@ int main(int argc, char** argv) {
     ::signal(SIGPIPE, SIG_IGN);
     if (argc >= 3 && std::string(argv[1]) == "--child")
         return runBody(argv[2], {argv + 3, argv + argc});
-    // The executable of a test's own bundle is this program under another name, and is started without its body's name.
+    // The executable of a test's own bundle is this program under another name, and is started without its
+    // body's name.
     constexpr std::string_view kBodyPrefix = "child-";
     const std::string program = program_invocation_short_name;
     if (program.starts_with(kBodyPrefix))

@@ -57,8 +57,8 @@ struct ChildBodyRegistration {
 
 } // namespace kitwell::test
 
-// Defines what a child process does (also of a link to the test program that is called "child-<name>"); the number it returns is its exit code. `arguments` are the texts handed
-// over.
+// Defines what a child process does (also of a link to the test program that is called "child-<name>"); the
+// number it returns is its exit code. `arguments` are the texts handed over.
 #define CHILD_BODY(name)                                                                                     \
     static int childBody_##name(const std::vector<std::string>& arguments);                                  \
     static const kitwell::test::ChildBodyRegistration childRegistration_##name(#name, childBody_##name);     \

@@ -13,6 +13,7 @@ namespace kitwell {
 
 namespace {
 
+// False when there is no icon, or when it could not be written and the file of an earlier run stays.
 bool writeIcon(const std::optional<platform::Image>& icon, const std::string& path) {
     const auto tiff = icon ? icon->tiffRepresentation() : std::nullopt;
     return tiff && platform::replaceFile(path, tiff->bytes());
@@ -60,8 +61,7 @@ void ToolPersistentDataLazyWriter::storeEntry() const {
 void ToolPersistentDataLazyWriter::writeIcons() const {
     writeIcon(toolIcon_, getToolIconPath());
     const std::string path = getMenuIconPath();
-    writeIcon(menuIcon_, path);
-    if (menuIcon_) {
+    if (writeIcon(menuIcon_, path)) {
         const std::array flag{menuIcon_->isTemplate() ? std::byte{1} : std::byte{0}};
         [[maybe_unused]] const auto ignored = platform::setExtendedAttribute(path, cTemplateXattr, flag);
     }

@@ -83,6 +83,7 @@ void ToolDataAgentProvider::setupWithToolURL(const platform::FileUrl& url, std::
 bool ToolDataAgentProvider::ensureToolPortOpen() {
     if (toolPort_)
         return true;
+    const auto self = keepAlive();
     toolPort_ = PortNameServer::systemDefault().portForName(toolPortName(name_));
     if (!toolPort_)
         return false;
@@ -95,6 +96,7 @@ bool ToolDataAgentProvider::ensureToolPortOpen() {
 }
 
 bool ToolDataAgentProvider::sendCommand(std::uint32_t command, const std::optional<platform::Data>& params) {
+    const auto self = keepAlive();
     if (!ensureToolPortOpen())
         return false;
     const std::shared_ptr<platform::Port> port =
@@ -125,12 +127,14 @@ void ToolDataAgentProvider::sendMenuIconNeeded() {
 }
 
 void ToolDataAgentProvider::setStatus(ToolStatus status) {
+    const auto self = keepAlive();
     const bool isReachable = ensureToolPortOpen();
     status_ = status == ToolStatusOn && !isReachable ? ToolStatusOff : status;
     tellChange();
 }
 
 void ToolDataAgentProvider::requestStatus() {
+    const auto self = keepAlive();
     if (sendCommand(ToolMessageStatus, std::nullopt))
         return;
     if (persist_ && persist_->isPermanent()) {
@@ -140,6 +144,7 @@ void ToolDataAgentProvider::requestStatus() {
 }
 
 void ToolDataAgentProvider::setPermanentIcons() {
+    const auto self = keepAlive();
     if (!persist_)
         return;
     if (auto icon = persist_->toolIcon())
@@ -153,7 +158,7 @@ void ToolDataAgentProvider::setPermanentIcons() {
 void ToolDataAgentProvider::portDied() {
     if (!toolPort_)
         return;
-    const auto self = shared_from_this(); // an observer of the change may remove this proxy
+    const auto self = keepAlive();
     toolPortDeath_.end();
     toolPort_ = nullptr;
     if (status_ == ToolStatusOn)

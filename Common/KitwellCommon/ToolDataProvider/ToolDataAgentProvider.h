@@ -93,6 +93,9 @@ public:
 private:
     ToolDataAgentProvider() = default;
     void tellChange();
+    // Whoever is told of a change or of a port's death may remove this proxy: each operation that goes on
+    // after telling holds it until its end.
+    std::shared_ptr<const ToolDataAgentProvider> keepAlive() const { return shared_from_this(); }
 
     std::string name_;
     std::string bundleId_;

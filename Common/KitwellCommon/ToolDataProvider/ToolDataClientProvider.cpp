@@ -48,7 +48,8 @@ ToolDataClientProvider::ToolDataClientProvider()
 
 ToolDataClientProvider::~ToolDataClientProvider() {
     unsubscribeFromAgentPort();
-    servicePort_->invalidate(); // ends the delivery and withdraws the name
+    if (servicePort_)
+        servicePort_->invalidate(); // ends the delivery and withdraws the name
 }
 
 std::shared_ptr<platform::Port> ToolDataClientProvider::publishPort() {
@@ -147,8 +148,8 @@ void ToolDataClientProvider::unsubscribeFromAgentPort() {
     agentPortDeath_.end();
     const std::shared_ptr<platform::Port> port = std::move(agentPort_);
     agentPort_ = nullptr;
-    port->invalidate();
     isAgentConnected_ = false;
+    port->invalidate(); // last: whoever is told of it may already look the agent up again
 }
 
 void ToolDataClientProvider::portDidBecomeInvalid() {

@@ -1,6 +1,6 @@
 #include "KitwellPlatform/Applications/Application.h"
 
-#include <optional>
+#include <csignal>
 
 #include "KitwellPlatform/Applications/Announcement.h"
 #include "KitwellPlatform/Applications/TerminationSignals.h"
@@ -11,13 +11,15 @@
 namespace kitwell::platform {
 
 struct Application::State {
+    explicit State(std::function<void()> terminate) : signals(loop, std::move(terminate)) {}
+
     RunLoop& loop = RunLoop::current();
     ApplicationDelegate* delegate = nullptr;
     std::size_t visibleWindows = 0;
     bool finishedLaunching = false;
     bool terminating = false;
     bool active = false;
-    std::optional<TerminationSignals> signals;
+    TerminationSignals signals;
 };
 
 bool ApplicationDelegate::applicationShouldHandleReopen(Application&, bool) {
@@ -29,7 +31,11 @@ Application& Application::shared() {
     return application;
 }
 
-Application::Application() : state_(std::make_unique<State>()) {}
+// Before the application does anything of its own: what it begins shall end in order. A reader of its output
+// that is gone is an error of the write, and no reason to die of.
+Application::Application() : state_(std::make_unique<State>([this] { terminate(); })) {
+    ::signal(SIGPIPE, SIG_IGN);
+}
 
 Application::~Application() = default;
 
@@ -47,7 +53,6 @@ int Application::run() {
     const auto announcement = Announcement::make();
     if (!announcement)
         writeLogLine("Others cannot see that this application runs: " + announcement.error().description);
-    state_->signals.emplace(state_->loop, [this] { terminate(); });
     state_->loop.post([this] { finishLaunching(); });
     state_->loop.run();
     terminate(); // whoever stopped the loop by itself ended the application all the same

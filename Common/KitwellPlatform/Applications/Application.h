@@ -25,9 +25,9 @@ public:
 // The one application object of this process. Belongs to the main thread.
 //
 // `run` announces the process among the running applications, posts the finished-launching notification, and
-// runs the main loop until `terminate`. SIGTERM, SIGINT and SIGHUP terminate the application in the same
-// orderly way, from inside a nested pass of the loop too; one that was ignored when the process started stays
-// ignored.
+// runs the main loop until `terminate`. From the first call of `shared` on, SIGTERM, SIGINT and SIGHUP
+// terminate the application in the same orderly way as soon as the main loop runs, in a nested pass too; one
+// that was ignored when the process started stays ignored. SIGPIPE is ignored.
 class PLATFORM_API Application {
 public:
     static Application& shared();

@@ -30,6 +30,7 @@ public:
 
     int spawn(int& process, std::vector<std::string>& arguments) {
         std::vector<char*> list;
+        list.reserve(arguments.size() + 1);
         for (std::string& argument : arguments)
             list.push_back(argument.data());
         list.push_back(nullptr);

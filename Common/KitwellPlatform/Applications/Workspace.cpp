@@ -15,12 +15,17 @@ namespace {
 
 constexpr std::string_view kBundleSuffix = ".app";
 
+// The paths are those that the programs themselves will find out, whatever symlinks lead there, each once.
 std::vector<std::string> bundlePaths() {
     std::vector<std::string> paths;
     for (const std::string& folder : SearchPaths::applicationFolders()) {
         for (const std::string& name : FileManager::namesInFolder(folder)) {
-            std::string path = FileUrl(folder).appending(name).path();
-            if (name.ends_with(kBundleSuffix) && FileManager::folderExists(path))
+            std::error_code failure;
+            std::string path =
+                std::filesystem::canonical(FileUrl(folder).appending(name).path(), failure).string();
+            const bool isBundle =
+                !failure && path.ends_with(kBundleSuffix) && FileManager::folderExists(path);
+            if (isBundle && std::find(paths.begin(), paths.end(), path) == paths.end())
                 paths.push_back(std::move(path));
         }
     }

@@ -25,7 +25,7 @@ std::string FileUrl::path() const {
 }
 
 std::string FileUrl::lastPathComponent() const {
-    const std::string whole = path();
+    std::string whole = path();
     if (whole == "/")
         return whole;
     return whole.substr(whole.rfind('/') + 1); // a path without "/" is its own last component

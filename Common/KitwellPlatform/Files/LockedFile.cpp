@@ -1,9 +1,11 @@
 #include "KitwellPlatform/Files/LockedFile.h"
 
 #include <cerrno>
+#include <chrono>
 #include <fcntl.h>
 #include <span>
 #include <sys/file.h>
+#include <thread>
 
 #include "KitwellPlatform/Files/FileAccess.h"
 #include "KitwellPlatform/Files/NewFile.h"
@@ -12,11 +14,19 @@ namespace kitwell::platform {
 
 namespace {
 
+constexpr std::chrono::milliseconds kBriefly{250};
+constexpr std::chrono::milliseconds kBetweenAttempts{5};
+
 Result<void> lock(int descriptor, LockedFile::Wait wait, const std::string& path) {
-    const int operation = LOCK_EX | (wait == LockedFile::Wait::Never ? LOCK_NB : 0);
+    const int operation = LOCK_EX | (wait == LockedFile::Wait::ForLock ? 0 : LOCK_NB);
+    const auto end = std::chrono::steady_clock::now() + kBriefly;
     while (::flock(descriptor, operation) != 0) {
-        if (errno != EINTR)
+        const bool isTaken = errno == EWOULDBLOCK;
+        const bool goesOn = wait == LockedFile::Wait::Briefly && std::chrono::steady_clock::now() < end;
+        if (errno != EINTR && !(isTaken && goesOn))
             return systemError("lock " + path, errno);
+        if (isTaken)
+            std::this_thread::sleep_for(kBetweenAttempts); // the system tells nobody when a lock becomes free
     }
     return {};
 }

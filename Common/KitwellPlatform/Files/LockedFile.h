@@ -13,9 +13,11 @@ namespace kitwell::platform {
 // process. It is not re-entrant: a second lock of the same file by the same thread waits forever.
 class PLATFORM_API LockedFile {
 public:
-    enum class Wait { ForLock, Never };
+    // Briefly: for a quarter of a second, in which the locks of a process that was just killed are given
+    // back. A lock that is held for longer is the error EWOULDBLOCK, as it is at once with Never.
+    enum class Wait { ForLock, Briefly, Never };
 
-    // A folder that exists. With Wait::Never a lock held elsewhere is the error EWOULDBLOCK.
+    // A folder that exists.
     static Result<LockedFile> lockFolder(const std::string& path, Wait wait = Wait::ForLock);
     // A file of mode 0600, created when missing and never removed; a symlink in its place is refused.
     static Result<LockedFile> lockFile(const std::string& path, Wait wait = Wait::ForLock);

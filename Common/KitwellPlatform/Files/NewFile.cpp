@@ -12,8 +12,6 @@ namespace kitwell::platform {
 
 namespace {
 
-constexpr char kTemporaryName[] = "/.temporary-";
-
 // Older kernels give an open file a name by its place under /proc only; a process that changed its user
 // cannot see that place, which newer kernels do not need.
 bool linkOpenFile(int descriptor, const std::string& path) {
@@ -38,7 +36,7 @@ Result<NewFile> NewFile::inFolder(std::string folder) {
         return NewFile(*std::move(unnamed), std::move(folder), "");
     if (!lacksUnnamedFiles(unnamed.error()))
         return unnamed.error();
-    std::string path = folder + kTemporaryName + "XXXXXX";
+    std::string path = folder + "/" + kTemporaryNamePrefix + "XXXXXX";
     FileDescriptor named(::mkostemp(path.data(), O_CLOEXEC));
     if (!named)
         return systemError("create a file in " + folder, errno);
@@ -59,7 +57,8 @@ Result<void> NewFile::appearAs(const std::string& path) {
 Result<void> NewFile::replace(const std::string& path) {
     if (temporaryPath_.empty()) { // only a name can be renamed
         std::random_device random;
-        std::string name = folder_ + kTemporaryName + std::to_string(random()) + std::to_string(random());
+        std::string name =
+            folder_ + "/" + kTemporaryNamePrefix + std::to_string(random()) + std::to_string(random());
         if (auto named = appearAs(name); !named)
             return named;
         temporaryPath_ = std::move(name);

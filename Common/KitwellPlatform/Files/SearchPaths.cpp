@@ -39,27 +39,26 @@ std::string dataFolder() {
            kOwnFolder;
 }
 
-// Judges the open folder, not its path, so that nobody can exchange it between the look and the verdict.
-Result<void> checkIsPrivate(int folder, const std::string& path) {
+// One look, which no symlink leads astray: a folder of this user's own stays his, whoever may write beside
+// it.
+Result<void> checkIsPrivate(const std::string& path) {
     struct stat status {};
-    if (::fstat(folder, &status) != 0)
+    if (::lstat(path.c_str(), &status) != 0)
         return systemError("look at " + path, errno);
-    if (status.st_uid != ::geteuid() || (status.st_mode & 07777U) != 0700)
-        return systemError("trust " + path + ", which is not of mode 0700 and this user's own", EACCES);
+    if (!S_ISDIR(status.st_mode) || status.st_uid != ::geteuid() || (status.st_mode & 07777U) != 0700)
+        return systemError("trust " + path + ", which is not a folder of mode 0700 and this user's own",
+                           EACCES);
     return {};
 }
 
 Result<std::string> privateFolder(std::string path) {
-    constexpr int kFlags = O_PATH | O_DIRECTORY | O_NOFOLLOW;
-    auto folder = openFile(path, kFlags);
-    if (!folder && folder.error().code == ENOENT) {
+    auto isPrivate = checkIsPrivate(path);
+    if (!isPrivate && isPrivate.error().code == ENOENT) {
         if (::mkdir(path.c_str(), 0700) != 0 && errno != EEXIST)
             return systemError("create the folder " + path, errno);
-        folder = openFile(path, kFlags);
+        isPrivate = checkIsPrivate(path);
     }
-    if (!folder)
-        return folder.error();
-    if (auto isPrivate = checkIsPrivate(folder->get(), path); !isPrivate)
+    if (!isPrivate)
         return isPrivate.error();
     return path;
 }

@@ -35,7 +35,7 @@ std::shared_ptr<const void> copyOf(std::span<const std::byte> bytes) {
     return copy;
 }
 
-PortMessage messageIn(const PortFrame& frame, std::shared_ptr<const void> owner) {
+PortMessage messageIn(const PortFrame& frame, const std::shared_ptr<const void>& owner) {
     const std::span content(static_cast<const std::byte*>(owner.get()), frame.contentBytes());
     return frame.messageFrom(owner, content);
 }
@@ -86,7 +86,7 @@ PacketReader::Outcome PacketReader::decode(const Packet& packet, PortMessage& me
     auto memory = mapSealedMemory(packet.memory.get(), frame->contentBytes());
     if (!memory)
         return malformed(memory.error().description);
-    message = messageIn(*frame, *std::move(memory));
+    message = messageIn(*frame, *memory);
     return Outcome::Message;
 }
 

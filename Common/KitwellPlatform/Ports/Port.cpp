@@ -1,6 +1,5 @@
 #include "KitwellPlatform/Ports/Port.h"
 
-#include "KitwellPlatform/Ports/PeerCredentials.h"
 #include "KitwellPlatform/Ports/PortState.h"
 #include "KitwellPlatform/RunLoop/NotificationCenter.h"
 
@@ -26,10 +25,10 @@ std::shared_ptr<Port> Port::receivePort(MessageHandler handler) {
     return make(std::move(state));
 }
 
-std::shared_ptr<Port> Port::sendPort(FileDescriptor socket) {
+std::shared_ptr<Port> Port::sendPort(FileDescriptor socket, int owner) {
     auto state = std::make_unique<State>();
-    state->owner = PeerCredentials::of(socket.get()).process;
-    state->sending = std::make_unique<SendConnection>(std::move(socket));
+    state->owner = owner;
+    state->sending.emplace(std::move(socket));
     auto port = make(std::move(state));
     port->state_->death = RunLoop::current().watch(
         port->state_->sending->descriptor(), RunLoop::Interest::HangUp, RunLoopModes::Common,

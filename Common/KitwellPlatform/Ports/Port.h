@@ -45,7 +45,7 @@ private:
     friend struct PortMessage;
     explicit Port(std::unique_ptr<State> state);
     static std::shared_ptr<Port> make(std::unique_ptr<State> state);
-    static std::shared_ptr<Port> sendPort(FileDescriptor socket);
+    static std::shared_ptr<Port> sendPort(FileDescriptor socket, int owner);
     void ownerDied();
     std::unique_ptr<State> state_;
 };

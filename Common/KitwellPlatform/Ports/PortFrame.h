@@ -39,7 +39,7 @@ struct PortFrame {
                                                  std::size_t descriptorCount);
 
     std::size_t headerBytes() const { return kFixedBytes + count * sizeof(std::uint32_t); }
-    std::size_t contentBytes() const;
+    PLATFORM_API std::size_t contentBytes() const;
     // The message whose content these bytes are. Its components share `owner`.
     PortMessage messageFrom(const std::shared_ptr<const void>& owner,
                             std::span<const std::byte> content) const;

@@ -40,11 +40,12 @@ std::shared_ptr<Port> PortNameServer::portForName(std::string_view name) {
             writeLogLine(socket.error().description);
         return nullptr;
     }
-    if (!PeerCredentials::of(socket->get()).isSameUser) {
+    const auto owner = PeerCredentials::of(socket->get());
+    if (!owner.isSameUser) {
         writeLogLine("the port " + std::string(name) + " belongs to another user");
         return nullptr;
     }
-    return Port::sendPort(*std::move(socket));
+    return Port::sendPort(*std::move(socket), owner.process);
 }
 
 } // namespace kitwell::platform

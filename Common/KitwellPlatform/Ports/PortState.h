@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <sys/types.h>
 
 #include "KitwellPlatform/Ports/Port.h"
@@ -12,7 +13,7 @@ namespace kitwell::platform {
 // A port has one of the two sides.
 struct Port::State {
     std::shared_ptr<ReceivePort> receiving;
-    std::unique_ptr<SendConnection> sending;
+    std::optional<SendConnection> sending;
     pid_t owner = 0; // of the port that is sent to
     RunLoop::Source death;
     bool isValid = true;

@@ -20,11 +20,13 @@ constexpr std::size_t kMaxNameBytes = 80;
 constexpr int kBacklog = 4096;
 constexpr timeval kConnectLimit{1, 0};
 
-Result<FileDescriptor> openPortFolder() {
-    const auto runtime = SearchPaths::runtimeFolder();
-    if (!runtime)
-        return runtime.error();
-    const std::string path = *runtime + "/ports";
+Result<std::string> portFolder() {
+    auto runtime = SearchPaths::runtimeFolder();
+    return runtime ? *std::move(runtime) + "/ports" : std::move(runtime);
+}
+
+// Made when missing. Nobody else can have planted it: its parent is this user's alone.
+Result<FileDescriptor> openPortFolder(const std::string& path) {
     constexpr int kFlags = O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
     FileDescriptor folder(::open(path.c_str(), kFlags));
     if (!folder && errno == ENOENT && (::mkdir(path.c_str(), 0700) == 0 || errno == EEXIST))
@@ -55,7 +57,7 @@ std::optional<sockaddr_un> addressFor(const std::string& path) {
 }
 
 FileDescriptor newSocket() {
-    return FileDescriptor(::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0));
+    return FileDescriptor(::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
 }
 
 bool bindTo(const FileDescriptor& socket, const std::string& path) {
@@ -72,23 +74,38 @@ Result<FileDescriptor> listenIn(const FileDescriptor& folder, std::string_view n
     ::unlinkat(folder.get(), temporary.c_str(), 0);
     const bool listens =
         socket && ::fchmod(socket.get(), 0600) == 0 && bindTo(socket, pathIn(folder, temporary)) &&
-        ::fcntl(socket.get(), F_SETFL, O_NONBLOCK) == 0 && ::listen(socket.get(), kBacklog) == 0 &&
+        ::listen(socket.get(), kBacklog) == 0 &&
         ::renameat(folder.get(), temporary.c_str(), folder.get(), socketName(name).c_str()) == 0;
     if (!listens)
         return systemError("publish the port name " + std::string(name), errno);
     return socket;
 }
 
-bool connectTo(const FileDescriptor& socket, const std::string& path) {
-    const auto address = addressFor(path);
-    if (!address)
-        return false;
+bool tryToConnect(const FileDescriptor& socket, const sockaddr_un& address) {
     int result = -1;
-    while ((result = ::connect(socket.get(), reinterpret_cast<const sockaddr*>(&*address),
-                               sizeof *address)) != 0 &&
+    while ((result = ::connect(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address)) !=
+               0 &&
            errno == EINTR) {
     }
     return result == 0;
+}
+
+// A full backlog gives nothing to wait on but a blocking connect. One that stays full belongs to a process
+// that hangs.
+bool connectTo(const FileDescriptor& socket, const sockaddr_un& address) {
+    if (tryToConnect(socket, address))
+        return true;
+    return errno == EAGAIN && ::fcntl(socket.get(), F_SETFL, 0) == 0 &&
+           ::setsockopt(socket.get(), SOL_SOCKET, SO_SNDTIMEO, &kConnectLimit, sizeof kConnectLimit) == 0 &&
+           tryToConnect(socket, address);
+}
+
+bool connectIn(const std::string& folder, const std::string& name, const FileDescriptor& socket) {
+    if (const auto address = addressFor(folder + "/" + name))
+        return connectTo(socket, *address);
+    const auto opened = openPortFolder(folder);
+    const auto address = opened ? addressFor(pathIn(*opened, name)) : std::nullopt;
+    return address && connectTo(socket, *address);
 }
 
 } // namespace
@@ -98,10 +115,13 @@ bool isPortName(std::string_view name) {
 }
 
 Result<PublishedName> PublishedName::claim(std::string_view name) {
-    auto folder = openPortFolder();
+    const auto path = portFolder();
+    if (!path)
+        return path.error();
+    auto folder = openPortFolder(*path);
     if (!folder)
         return folder.error();
-    auto lock = LockedFile::lockFile(pathIn(*folder, std::string(name) + ".lock"), LockedFile::Wait::Never);
+    auto lock = LockedFile::lockFile(pathIn(*folder, std::string(name) + ".lock"), LockedFile::Wait::Briefly);
     if (!lock)
         return lock.error();
     auto listener = listenIn(*folder, name);
@@ -122,16 +142,11 @@ PublishedName::~PublishedName() {
 }
 
 Result<FileDescriptor> connectToPublishedName(std::string_view name) {
-    const auto folder = openPortFolder();
+    const auto folder = portFolder();
     if (!folder)
         return folder.error();
     FileDescriptor socket = newSocket();
-    // A backlog that is full for so long belongs to a process that hangs.
-    const bool connected =
-        socket &&
-        ::setsockopt(socket.get(), SOL_SOCKET, SO_SNDTIMEO, &kConnectLimit, sizeof kConnectLimit) == 0 &&
-        connectTo(socket, pathIn(*folder, socketName(name)));
-    if (!connected)
+    if (!socket || !connectIn(*folder, socketName(name), socket))
         return systemError("reach the port " + std::string(name), errno);
     return socket;
 }

@@ -4,7 +4,6 @@
 #include <cerrno>
 #include <chrono>
 #include <fcntl.h>
-#include <limits>
 #include <sys/socket.h>
 
 #include "KitwellPlatform/Logging/Log.h"
@@ -16,7 +15,7 @@ namespace kitwell::platform {
 namespace {
 
 constexpr int kMessagesInTurn = 16; // of one connection, so that a busy sender does not starve the others
-constexpr int kAll = std::numeric_limits<int>::max();
+constexpr int kLastWords = 1024;    // more than the queue of a connection holds
 constexpr std::chrono::milliseconds kPauseWithoutResources{100};
 
 FileDescriptor spareDescriptor() {
@@ -96,8 +95,7 @@ void ReceivePort::watch(const std::shared_ptr<Connection>& connection) {
         RunLoop::Reentrancy::Allowed);
 }
 
-// One at a time: the next turn sees whether there are more. False when there is none, or none could be
-// admitted.
+// One at a time: the next turn sees whether there are more. False when there was none to take.
 bool ReceivePort::acceptFrom(int listener) {
     FileDescriptor socket = acceptClient(listener);
     if (socket) {
@@ -124,12 +122,12 @@ void ReceivePort::admit(FileDescriptor socket) {
     }
     const auto connection =
         std::make_shared<Connection>(Connection{std::move(socket), peer.process, RunLoop::Source()});
+    if (loop_) {
+        watch(connection);
+        if (!connection->source)
+            return;
+    }
     connections_.insert(connection);
-    if (!loop_)
-        return;
-    watch(connection);
-    if (!connection->source)
-        drop(connection);
 }
 
 // A client that is left in the queue would wake the loop for ever.
@@ -150,6 +148,8 @@ void ReceivePort::pause() {
     retry_ = Timer::once(*loop_, kPauseWithoutResources, RunLoopModes::Common, [this] {
         for (const auto& listener : listeners_)
             watch(*listener);
+        if (std::ranges::any_of(listeners_, [](const auto& listener) { return !listener->source; }))
+            pause();
     });
 }
 
@@ -181,8 +181,8 @@ void ReceivePort::drop(const std::shared_ptr<Connection>& connection) {
 }
 
 bool ReceivePort::withdraw(std::string_view name) {
-    const ThreadPorts ports = *portsOfThisThread();
-    return std::ranges::any_of(ports, [&](ReceivePort* port) { return port->removeName(name); });
+    const auto ports = portsOfThisThread();
+    return std::ranges::any_of(*ports, [&](ReceivePort* port) { return port->removeName(name); });
 }
 
 bool ReceivePort::removeName(std::string_view name) {
@@ -208,7 +208,7 @@ void ReceivePort::deliverLastWordsOf(pid_t process) {
         const auto connections = port->connections_;
         for (const auto& connection : connections)
             if (connection->peer == process)
-                port->deliverFrom(connection, kAll);
+                port->deliverFrom(connection, kLastWords);
     }
 }
 

@@ -7,6 +7,8 @@
 #include "KitwellPlatform/Files/AtomicFile.h"
 #include "KitwellPlatform/Files/FileAccess.h"
 #include "KitwellPlatform/Files/FileManager.h"
+#include "KitwellPlatform/Files/FileUrl.h"
+#include "KitwellPlatform/Files/NewFile.h"
 #include "KitwellPlatform/Logging/Log.h"
 #include "KitwellPlatform/Values/PropertyList.h"
 
@@ -28,12 +30,11 @@ void removeAbandonedFiles(const std::string& folder) {
     constexpr std::time_t kAbandonedAfter = 3600;
     const std::time_t now = std::time(nullptr);
     for (const std::string& name : FileManager::namesInFolder(folder)) {
-        const std::string path = folder + "/" + name;
+        const std::string path = FileUrl(folder).appending(name).path();
         struct stat status {};
-        if (name.starts_with(".temporary-") && ::lstat(path.c_str(), &status) == 0 &&
-            S_ISREG(status.st_mode) && now - status.st_mtime > kAbandonedAfter)
-            // Whoever comes next tries again.
-            (void)FileManager::removeFile(path);
+        if (name.starts_with(kTemporaryNamePrefix) && ::lstat(path.c_str(), &status) == 0 &&
+            S_ISREG(status.st_mode) && now - status.st_mtime > kAbandonedAfter) [[maybe_unused]]
+            const auto removed = FileManager::removeFile(path); // or whoever comes next tries
     }
 }
 

@@ -62,6 +62,7 @@ struct UserDefaults::State {
 
     PreferencesFile file;
     bool isRead = false;
+    bool hasFailed = false;                                           // the last attempt to write
     std::map<std::string, std::optional<Value>, std::less<>> changes; // nothing stands for a removed key
 
     // The value under the key, or null; valid until the next change or refresh.
@@ -117,7 +118,9 @@ UserDefaults& UserDefaults::operator=(UserDefaults&& other) noexcept {
 }
 
 UserDefaults::~UserDefaults() {
-    if (state_ && !state_->changes.empty())
+    // Who tried, perhaps under a lock of their own, knows that it failed: nothing is written behind their
+    // back.
+    if (state_ && !state_->changes.empty() && !state_->hasFailed)
         synchronize();
 }
 
@@ -181,6 +184,7 @@ bool UserDefaults::synchronize() {
     state.isRead = true;
     if (state.changes.empty())
         return state.file.refresh();
+    state.hasFailed = true; // until all is done
     const auto releasedAfterTheLock = state.file.seen();
     const auto lock = state.file.lock();
     if (!lock || !state.file.refreshLocked())
@@ -189,6 +193,7 @@ bool UserDefaults::synchronize() {
     if (state.applyChanges(content) && !state.file.write(std::move(content)))
         return false;
     state.changes.clear();
+    state.hasFailed = false;
     return true;
 }
 

@@ -12,14 +12,16 @@ namespace kitwell::platform {
 
 // The preferences of one domain: a dictionary of property-list values in one file.
 //
-// The file is read once, at the first getter. A setter changes this object only; `synchronize` (or, failing
-// that, the destructor) writes exactly the keys that this object changed over what the file holds by then, so
-// writers of different keys never lose each other's change: "<file>.lock" is locked meanwhile. Nothing is
-// written when nothing changed. A file that is no property list, or whose root is no dictionary, reads as
-// empty; it is set aside once under "<file>.damaged" with one log line, and the next writer makes a new one.
-// A file that cannot be read for another reason is never overwritten. A writer that is killed leaves the file old or new, never a lock, and
-// at most one temporary file beside it, which a later writer removes once it is an hour old. A name that
-// cannot be a file's makes a domain that holds nothing and takes nothing. One thread at a time.
+// The file is read once, at the first getter. A setter changes this object only; `synchronize` (or,
+// failing that, the destructor) writes exactly the keys that this object changed over what the file holds
+// by then, so writers of different keys never lose each other's change: "<file>.lock" is locked meanwhile.
+// Nothing is written when nothing changed. A file that is no property list, or whose root is no
+// dictionary, reads as empty; it is set aside once under "<file>.damaged" with one log line, and the next
+// writer makes a new one. A file that cannot be read for another reason is never overwritten. A writer
+// that is killed leaves the file old or new, never a lock, and at most one temporary file beside it, which
+// a later writer removes once it is an hour old. A name that cannot be a file's makes a domain that holds
+// nothing and takes nothing.
+// One thread at a time.
 class PLATFORM_API UserDefaults {
 public:
     // The domain shared by an application group: <group container>/Library/Preferences/<suite>.plist.

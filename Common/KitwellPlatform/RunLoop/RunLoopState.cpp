@@ -15,8 +15,8 @@ namespace kitwell::platform {
 namespace {
 
 constexpr std::uint64_t kWorkId = 1;
-constexpr std::size_t kEventsInTurn =
-    64; // the system hands ready descriptors out in rotation, so none starves
+// The system hands ready descriptors out in rotation, so none starves.
+constexpr std::size_t kEventsInTurn = 64;
 
 std::uint32_t epollEvents(RunLoop::Interest interest) {
     switch (interest) {
@@ -122,9 +122,7 @@ bool RunLoop::State::dispatch(const epoll_event& event, RunLoopMode mode, std::u
         return false;
     const std::shared_ptr<Watch> watch = found->second;
     if (!watch->isHeededIn(mode)) {
-        // Edge triggering without interest: the loop can wait instead of being woken in vain for ever.
-        control(EPOLL_CTL_MOD, id, watch->descriptor, EPOLLET);
-        asleep_.push_back(id);
+        putToSleep(id, *watch);
         return false;
     }
     ++watch->running;
@@ -133,13 +131,25 @@ bool RunLoop::State::dispatch(const epoll_event& event, RunLoopMode mode, std::u
     return true;
 }
 
+// Edge triggering without interest: the loop can wait instead of being woken in vain for ever. A hang-up is
+// still told once, and must not be asked for again.
+void RunLoop::State::putToSleep(std::uint64_t id, Watch& watch) {
+    if (watch.asleep)
+        return;
+    watch.asleep = control(EPOLL_CTL_MOD, id, watch.descriptor, EPOLLET);
+    asleep_.push_back(id);
+}
+
 void RunLoop::State::awaken(RunLoopMode mode) {
     std::erase_if(asleep_, [&](std::uint64_t id) {
         const auto found = watches_.find(id);
         if (found == watches_.end())
             return true;
-        const Watch& watch = *found->second;
-        return watch.isHeededIn(mode) && control(EPOLL_CTL_MOD, id, watch.descriptor, watch.events);
+        Watch& watch = *found->second;
+        if (!watch.isHeededIn(mode))
+            return false;
+        watch.asleep = !control(EPOLL_CTL_MOD, id, watch.descriptor, watch.events);
+        return true;
     });
 }
 

@@ -54,6 +54,7 @@ private:
         Reentrancy reentrancy;
         std::function<void(Events)> handler;
         unsigned running = 0; // calls under way, one inside the other
+        bool asleep = false;  // silenced in the kernel
 
         bool isHeededIn(RunLoopMode mode) const {
             return includes(modes, mode) && (running == 0 || reentrancy == Reentrancy::Allowed);
@@ -62,6 +63,7 @@ private:
 
     int wait(RunLoopMode mode, TimePoint deadline, std::span<epoll_event> events);
     bool dispatch(const epoll_event& event, RunLoopMode mode, std::uint64_t workOfThisTurn);
+    void putToSleep(std::uint64_t id, Watch& watch);
     void awaken(RunLoopMode mode);
     bool control(int operation, std::uint64_t id, int descriptor, std::uint32_t events);
     void armHostTimer();

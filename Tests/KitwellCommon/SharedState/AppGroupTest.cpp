@@ -101,3 +101,11 @@ TEST(AppGroup, TheCallbackStillRunsWhereThereCanBeNoContainer) {
     });
     EXPECT_TRUE(ran);
 }
+
+#ifndef NDEBUG
+TEST(AppGroupDeathTest, ADebugBuildSaysThatACallbackCameBackInsteadOfWaitingForever) {
+    const TestHome home;
+    EXPECT_DEATH(accessAppGroupPlist([](platform::UserDefaults&) { accessAppGroupPlist(nullptr); }),
+                 "not re-entrant");
+}
+#endif

@@ -87,8 +87,17 @@ TEST_F(ToolPersistentData, ALaterRunKeepsWhatItDidNotSet) {
     EXPECT_EQ(reader.toolIcon()->width(), 3U);
     EXPECT_FALSE(reader.menuIcon()->isTemplate())
         << "the attribute of the file that was replaced is still heeded";
+    EXPECT_EQ(platform::extendedAttribute(reader.getMenuIconPath(), "NSImage.isTemplate", 8),
+              std::vector{std::byte{0}});
     ASSERT_EQ(runSample(executable, {"noText"}), 0);
     EXPECT_EQ(reader.getToolDataDict(), (platform::Dictionary{{"Permanent", true}}));
+}
+
+TEST_F(ToolPersistentData, AToolThatNeverWasPermanentWritesNothing) {
+    ASSERT_EQ(runSample(executable, {"toolIcon"}), 0);
+    EXPECT_FALSE(std::filesystem::exists(
+        home.path("data/Kitwell/Group Containers/7QW2LM9B5R.com.corvalen.kitwell/Library/Preferences")));
+    EXPECT_FALSE(reader.toolIcon());
 }
 
 TEST_F(ToolPersistentData, AToolThatGivesUpPermanenceLosesEntryAndIcons) {

@@ -2,6 +2,7 @@
 
 #include "KitwellCommon/SharedState/AppGroup.h"
 #include "KitwellCommon/ToolDataProvider/ToolDataAgentProvider.h"
+#include "KitwellPlatform/Files/AtomicFile.h"
 #include "KitwellPlatform/Logging/Log.h"
 #include "KitwellPlatform/Ports/PortNameServer.h"
 #include "Support/ChildProcess.h"
@@ -227,6 +228,32 @@ TEST_F(Agent, AKilledToolIsForgottenAtOnceAndItsStatusRevised) {
     }
 }
 
+TEST_F(Agent, AToolThatWasRestartedAtOnceIsFoundAgainWhenItsOldPortDies) {
+    ChildProcess process = ChildProcess::body("sampleToolPort");
+    ASSERT_TRUE(process.waitForLine("published"));
+    tool->setStatus(ToolStatusOn);
+    const auto before = tool->toolPort();
+    process.signal(SIGKILL);
+    process.wait();
+    RecordingPort restarted(toolPortName(kPath));
+    ASSERT_TRUE(turnLoopUntil([&] { return tool->toolPort() != before; }));
+    EXPECT_TRUE(tool->toolPort());
+    EXPECT_EQ(tool->status(), ToolStatusOff);
+    EXPECT_EQ(restarted.waitFor(2), (Identifiers{101, 102}));
+}
+
+TEST_F(Agent, AProxyThatIsRemovedWhileItTellsOfAChangeLivesUntilItHasDone) {
+    persist({{kToolPermanent, true}, {kMenuText, "stored"}});
+    auto other = ToolDataAgentProvider::create();
+    other->setupWithToolURL(platform::FileUrl(kPath), "com.corvalen.kitwell.Sample");
+    ToolDataAgentProvider& proxy = *other;
+    other.reset(); // the registry has the last hold
+    const auto removal = platform::NotificationCenter::defaultCenter().observe(
+        kToolDataAgentProviderDidChangeNotification, &proxy,
+        [&](const platform::Notification&) { ToolDataServerProvider::sharedInstance().removeTool(&proxy); });
+    proxy.requestStatus();
+}
+
 TEST_F(Agent, ASendToADeadToolIsLoggedOnceAndAnswersNo) {
     std::vector<std::string> lines;
     platform::setLogSink([&](std::string_view line) { lines.emplace_back(line); });
@@ -252,11 +279,16 @@ TEST_F(Agent, AToolThatDoesNotRunIsShownFromItsPersistedDataOnlyWhenItIsPermanen
     EXPECT_EQ(tool->status(), ToolStatusOff);
     EXPECT_FALSE(tool->menuText());
     persist({{kToolPermanent, true}, {kMenuText, "stored"}});
+    ASSERT_TRUE(platform::replaceFile(tool->persist()->getToolIconPath(), picture("TOOL").bytes()));
     tool->setMenuIcon(dot("kept"));
     tool->requestStatus();
     EXPECT_EQ(tool->status(), ToolStatusPermanent);
     EXPECT_EQ(tool->menuText(), "stored");
-    EXPECT_TRUE(tool->menuIcon());
+    EXPECT_EQ(tool->toolIcon()->representations(), dot("TOOL").representations());
+    EXPECT_EQ(tool->menuIcon()->representations(), dot("kept").representations());
+    ASSERT_TRUE(platform::replaceFile(tool->persist()->getMenuIconPath(), picture("MENU").bytes()));
+    tool->setPermanentIcons();
+    EXPECT_EQ(tool->menuIcon()->representations(), dot("MENU").representations());
     EXPECT_FALSE(tool->wasLaunched());
 }
 

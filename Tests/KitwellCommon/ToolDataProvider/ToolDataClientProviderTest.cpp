@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <csignal>
 #include <functional>
 
 #include "KitwellCommon/SharedState/AppGroup.h"
@@ -7,7 +9,10 @@
 #include "KitwellPlatform/Applications/Application.h"
 #include "KitwellPlatform/Applications/Bundle.h"
 #include "KitwellPlatform/Files/Bookmark.h"
+#include "KitwellPlatform/Logging/Log.h"
+#include "KitwellPlatform/Ports/PortNameServer.h"
 #include "KitwellPlatform/Values/Text.h"
+#include "Support/ChildProcess.h"
 #include "Support/TestHome.h"
 #include "Support/Traffic.h"
 
@@ -239,4 +244,63 @@ TEST(ClientAlone, StartsFromThePersistedPermanenceWithoutAMessageOrAWrite) {
     EXPECT_EQ(client.menuText(), "stored");
     client.sendMenuText();
     EXPECT_EQ(agent.waitFor(1), Identifiers{108}) << "creation itself sent something";
+}
+
+// Is the agent's process: publishes its port, reads nothing, and lives until it is killed.
+CHILD_BODY(deafAgent) {
+    const auto port = platform::Port::receivePort([](const PortMessage&) {});
+    platform::PortNameServer::systemDefault().registerPort(port, kAgentPortName);
+    say("published");
+    hear();
+    return 0;
+}
+
+TEST(ClientAlone, ASendToADeadAgentIsLoggedWithItsOwnTextAndNotRepeated) {
+    const TestHome home;
+    ToolDataClientProvider client;
+    client.setMenuIcon(dot());
+    client.setMenuText("t");
+    struct Case {
+        void (ToolDataClientProvider::*send)();
+        const char* text;
+    };
+    for (const Case& one :
+         {Case{&ToolDataClientProvider::sendStatus, "Failed to send Status to Agent port. Exception: "},
+          Case{&ToolDataClientProvider::sendToolIcon, "Failed to send Icon to Agent port. Exception: "},
+          Case{&ToolDataClientProvider::sendMenuIcon, "Failed to send Menu Icon to Agent port. Exception: "},
+          Case{&ToolDataClientProvider::sendMenuText,
+               "Failed to send Menu text to Agent port. Exception: "}}) {
+        ChildProcess agent = ChildProcess::body("deafAgent");
+        ASSERT_TRUE(agent.waitForLine("published"));
+        ASSERT_TRUE(client.checkAgentPort());
+        agent.signal(SIGKILL);
+        agent.wait();
+        std::vector<std::string> lines;
+        platform::setLogSink([&](std::string_view line) { lines.emplace_back(line); });
+        (client.*one.send)();
+        (client.*one.send)();
+        platform::setLogSink(nullptr);
+        ASSERT_EQ(lines.size(), 1U) << one.text;
+        EXPECT_TRUE(lines[0].starts_with(one.text)) << lines[0];
+        EXPECT_FALSE(client.isAgentConnected());
+    }
+}
+
+TEST(ClientAlone, AnAgentThatDoesNotReadHoldsAToolUpForHalfASecondAtMost) {
+    const TestHome home;
+    ChildProcess agent = ChildProcess::body("deafAgent");
+    ASSERT_TRUE(agent.waitForLine("published"));
+    ToolDataClientProvider client;
+    client.setMenuText(std::string(60000, 't'));
+    const auto secondsOfASend = [&] {
+        const auto start = std::chrono::steady_clock::now();
+        client.sendMenuText();
+        return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    };
+    double longest = 0;
+    for (int send = 0; send < 10 && longest < 0.4; ++send)
+        longest = secondsOfASend();
+    EXPECT_GT(longest, 0.4) << "a full queue is not waited for";
+    EXPECT_LT(longest, 5) << "the deadline of another message is used";
+    EXPECT_TRUE(client.isAgentConnected());
 }

@@ -18,10 +18,6 @@ namespace {
 constexpr std::uint32_t kLarge = (128U << 10) + 1;
 constexpr int kAllSeals = F_SEAL_SHRINK | F_SEAL_GROW | F_SEAL_WRITE;
 
-PortNameServer& names() {
-    return PortNameServer::systemDefault();
-}
-
 using Bytes = std::vector<std::byte>;
 
 // A packet with this head and so many bytes of content behind it.
@@ -47,13 +43,6 @@ Bytes cutTo(Bytes bytes, std::size_t size) {
     return bytes;
 }
 
-FileDescriptor memory(std::size_t size, int seals) {
-    FileDescriptor file(::memfd_create("hostile", MFD_CLOEXEC | MFD_ALLOW_SEALING));
-    EXPECT_EQ(::ftruncate(file.get(), static_cast<off_t>(size)), 0);
-    EXPECT_EQ(::fcntl(file.get(), F_ADD_SEALS, seals), 0);
-    return file;
-}
-
 // What a peer sends: a packet, and the descriptors of so many memory files with it.
 struct Packet {
     const char* what;
@@ -68,14 +57,12 @@ std::vector<Packet> hostilePackets() {
     const Bytes shared = packet({kLarge}, 0, ContentPlace::SharedMemory);
     return {
         {"empty", {}},
-        {"one byte", cutTo(small, 1)},
         {"header cut short", cutTo(small, 15)},
         {"lengths cut short", cutTo(small, 18)},
         {"content cut short", cutTo(small, small.size() - 1)},
         {"content too long", packet({4}, 5)},
         {"another mark", patched(small, 0, 0x3250574B)},
         {"too many components", patched(small, 8, kMaxMessageComponents + 1)},
-        {"most components", patched(small, 8, 0xFFFFFFFF)},
         {"unknown place", patched(small, 12, 7)},
         {"length beyond all bounds", patched(small, 16, 0xFFFFFFFF)},
         {"lengths whose sum wraps 32 bits", packet({0xFFFFFFFF, 5}, 4)},
@@ -85,7 +72,6 @@ std::vector<Packet> hostilePackets() {
         {"shared memory twice", shared, 2},
         {"many descriptors", shared, 200},
         {"shared memory too short", shared, 1, kLarge - 1},
-        {"shared memory too long", shared, 1, kLarge + 1},
         {"shared memory that may shrink", shared, 1, kLarge, F_SEAL_GROW | F_SEAL_WRITE},
         {"shared memory that may change", shared, 1, kLarge, F_SEAL_GROW | F_SEAL_SHRINK},
         {"small content in shared memory", packet({4}, 0, ContentPlace::SharedMemory), 1, 4},
@@ -95,7 +81,9 @@ std::vector<Packet> hostilePackets() {
 }
 
 bool sendRaw(int socket, const Packet& what) {
-    const FileDescriptor file = memory(what.fileSize, what.seals);
+    const FileDescriptor file(::memfd_create("hostile", MFD_CLOEXEC | MFD_ALLOW_SEALING));
+    EXPECT_EQ(::ftruncate(file.get(), static_cast<off_t>(what.fileSize)), 0);
+    EXPECT_EQ(::fcntl(file.get(), F_ADD_SEALS, what.seals), 0);
     const std::vector<int> descriptors(what.files, file.get());
     iovec part{const_cast<std::byte*>(what.bytes.data()), what.bytes.size()};
     alignas(cmsghdr) std::array<std::byte, CMSG_SPACE(253 * sizeof(int))> control{};
@@ -138,32 +126,11 @@ TEST(HostilePeer, IsCutOffWhileADecentPeerIsServed) {
         EXPECT_EQ(inbox.messages[0].msgid, 77U) << hostile.what;
     }
     EXPECT_EQ(openDescriptors(), before);
-}
-
-// Keeps the table above honest: the same road with nothing wrong is open.
-TEST(HostilePeer, ThatKeepsToTheFormatIsServed) {
-    const TestHome home;
-    Inbox inbox("open");
+    // The same road with nothing wrong is open.
     const FileDescriptor socket = rawConnection(socketPath(home, "open"));
-    ASSERT_TRUE(sendRaw(socket.get(), {"inline", packet({4}, 4)}));
-    ASSERT_TRUE(sendRaw(socket.get(), {"shared", packet({kLarge}, 0, ContentPlace::SharedMemory), 1}));
+    ASSERT_TRUE(sendRaw(socket.get(), {"good", packet({kLarge}, 0, ContentPlace::SharedMemory), 1}));
     ASSERT_TRUE(inbox.waitFor(2));
     EXPECT_EQ(inbox.messages[1].components[0].size(), kLarge);
-}
-
-TEST(HostilePeer, TrafficAndDeathLeaveNoDescriptorOpen) {
-    const TestHome home;
-    RunLoop::current().runOnce(std::chrono::milliseconds(0));
-    const std::size_t before = openDescriptors();
-    for (int round = 0; round < 3; ++round) {
-        Inbox inbox("brief");
-        const auto port = names().portForName("brief");
-        ASSERT_TRUE(message(1, {Data(std::string(kLarge, 'x'))}).sendBeforeDate(*port, soon()));
-        ASSERT_TRUE(inbox.waitFor(1));
-        EXPECT_FALSE(names().portForName("missing"));
-        EXPECT_FALSE(names().registerPort(Port::receivePort([](const PortMessage&) {}), "brief"));
-    }
-    EXPECT_EQ(openDescriptors(), before);
 }
 
 CHILD_BODY(scarceReceiver) {
@@ -171,9 +138,7 @@ CHILD_BODY(scarceReceiver) {
     kitwell::test::say("ready");
     if (!inbox.waitFor(1))
         return 1;
-    rlimit limit{};
-    ::getrlimit(RLIMIT_NOFILE, &limit);
-    limit.rlim_cur = 64;
+    const rlimit limit{64, 64};
     ::setrlimit(RLIMIT_NOFILE, &limit);
     std::vector<FileDescriptor> fillers;
     do

@@ -23,10 +23,6 @@ Date soon(double seconds) {
     return Date::now().adding(seconds);
 }
 
-PortMessage message(std::uint32_t msgid, std::vector<Data> components) {
-    return {msgid, std::move(components)};
-}
-
 std::string socketPath(const TestHome& home, const std::string& name) {
     return home.path("run/kitwell/ports/") + name + ".port";
 }

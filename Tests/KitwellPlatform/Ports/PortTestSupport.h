@@ -13,6 +13,10 @@ namespace kitwell::platform::test {
 using kitwell::test::ChildProcess;
 using kitwell::test::TestHome;
 
+inline PortNameServer& names() {
+    return PortNameServer::systemDefault();
+}
+
 // A published port that keeps what it receives, delivered on this thread's loop.
 struct Inbox {
     explicit Inbox(std::string_view name);
@@ -24,7 +28,9 @@ struct Inbox {
 };
 
 Date soon(double seconds = 20);
-PortMessage message(std::uint32_t msgid, std::vector<Data> components = {});
+inline PortMessage message(std::uint32_t msgid, std::vector<Data> components = {}) {
+    return {msgid, std::move(components)};
+}
 std::string socketPath(const TestHome& home, const std::string& name);
 // A connection to a listening socket that knows nothing of ports; empty when refused.
 FileDescriptor rawConnection(const std::string& path);

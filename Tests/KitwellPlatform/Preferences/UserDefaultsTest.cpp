@@ -107,7 +107,7 @@ void countUpTogether(const std::function<std::string(int)>& keyOf) {
     for (ChildProcess& child : children)
         child.closeInput();
     for (ChildProcess& child : children)
-        EXPECT_EQ(child.wait(), 0);
+        EXPECT_EQ(child.wait(std::chrono::seconds(50)), 0); // a thousand durable writes on a busy disk
 }
 
 TEST(UserDefaults, ProcessesUnderTheContainersLockLoseNoChangeOfTheSameKey) {

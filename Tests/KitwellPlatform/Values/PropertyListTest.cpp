@@ -119,7 +119,7 @@ TEST(BinaryPropertyList, KeepsEveryNumberAndDateBitForBit) {
 }
 
 TEST(BinaryPropertyList, KeepsTextsOfEveryWidthAndLength) {
-    for (const std::size_t length : {0, 1, 14, 15, 255, 256, 70000}) {
+    for (const std::size_t length : {0U, 1U, 14U, 15U, 255U, 256U, 70000U}) {
         const std::string ascii(length, 'a');
         for (const char* last : {"", "\x7F", "\u0080", "\u07FF", "\u0800", "\uD7FF", "\uE000", "\uFFFF",
                                  "\U00010000", "\U0010FFFF"}) {
@@ -153,8 +153,7 @@ TEST(BinaryPropertyList, RefusesToWriteWhatItCouldNotReadAgain) {
         {"a key that is not UTF-8", Dictionary{{"\xFF", 1}}},
         {"nesting beyond the bound", nested(kMaxPropertyListDepth + 1)},
         {"more values than the bound", Array(kMaxPropertyListValues + 1, true)},
-        {"the same data too often", Array(1025, Data(std::string(kMaxPropertyListBytes / 1024, 'a')))},
-    };
+        {"the same data too often", Array(1025, Data(std::string(kMaxPropertyListBytes / 1024, 'a')))}};
     for (const auto& [name, value] : cases)
         EXPECT_FALSE(writeBinaryPropertyList(value)) << name;
 }
@@ -165,40 +164,26 @@ void expectFault(const std::string& file, std::int64_t position, const std::stri
     EXPECT_EQ(read.error().code, position) << what << ": " << read.error().description;
 }
 
+using FaultsByPosition = std::vector<std::pair<int, std::vector<std::string>>>;
+
 TEST(BinaryPropertyList, AnswersObjectsThatAreNoneWithThePositionOfTheFault) {
-    // Null, a user identifier, a set, unknown markers; scalars of odd widths; integers beyond 64 bits;
-    // scalars and lengths cut by the table; lengths of 2^62 members, of bytes that wrap around, of no
-    // integer, negative; ASCII that is none; halves of surrogate pairs; an array inside itself; a key that is
-    // its own dictionary.
-    const std::pair<const char*, int> cases[] = {
-        {"00", 8},
-        {"8001", 8},
-        {"c100", 8},
-        {"ff", 8},
-        {"15", 8},
-        {"210000", 8},
-        {"3200000000", 8},
-        {"14000000000000000100000000000000ff", 8},
-        {"14ffffffffffffffff00000000000000ff", 8},
-        {"1300", 8},
-        {"2300", 8},
-        {"3300", 8},
-        {"5361", 8},
-        {"5f", 8},
-        {"5f10", 9},
-        {"af134000000000000000", 8},
-        {"6f137fffffffffffffff", 8},
-        {"5f5161", 8},
-        {"4f13ffffffffffffffff", 9},
-        {"5261c3", 10},
-        {"620061dc00", 11},
-        {"62d8000061", 9},
-        {"61d800", 9},
-        {"a100", 8},
-        {"d10000", 9},
-    };
-    for (const auto& [object, position] : cases)
-        expectFault(fileOf({object}), position, object);
+    const FaultsByPosition faults = {
+        // Null, a user identifier, a set, unknown markers, scalars of odd widths;
+        {8, {"00", "8001", "c100", "ff", "15", "210000", "3200000000"}},
+        // integers beyond 64 bits, scalars and lengths cut by the table;
+        {8, {"14000000000000000100000000000000ff", "14ffffffffffffffff00000000000000ff"}},
+        {8, {"1300", "2300", "3300", "5361", "5f"}},
+        // lengths of 2^62 members, of bytes that wrap around, of no integer, an array inside itself;
+        {8, {"af134000000000000000", "6f137fffffffffffffff", "5f5161", "a100"}},
+        // a length cut by the table, a negative one, halves of surrogate pairs, a dictionary as its own key;
+        {9, {"5f10", "4f13ffffffffffffffff", "62d8000061", "61d800", "d10000"}},
+        // ASCII that is none, the other half of a surrogate pair.
+        {10, {"5261c3"}},
+        {11, {"620061dc00"}}};
+    for (const auto& [position, objects] : faults) {
+        for (const std::string& object : objects)
+            expectFault(fileOf({object}), position, object);
+    }
 }
 
 // A file of a few hundred bytes must neither crash the reader nor make it fill memory.
@@ -261,8 +246,7 @@ TEST(XmlPropertyList, ReadsEveryKind) {
         {"<string> a&amp;&lt;b&#x1F388;<!-- not here --><![CDATA[<c>]]> </string>", " a&<b\U0001F388<c> "},
         {"<array><array/><dict/></array>", Array{Array(), Dictionary()}},
         {"<dict><key/><array><true/></array><key>b</key><string>c</string></dict>",
-         Dictionary{{"", Array{true}}, {"b", "c"}}},
-    };
+         Dictionary{{"", Array{true}}, {"b", "c"}}}};
     for (const auto& [content, wanted] : cases) {
         const auto read = parse(xml(content));
         ASSERT_TRUE(read) << content << ": " << read.error().description;
@@ -284,35 +268,28 @@ TEST(XmlPropertyList, ReadsAWholeDocumentInAnyEncodingOfTheStandard) {
 }
 
 TEST(XmlPropertyList, AnswersHostileDocumentsWithThePositionOfTheFault) {
-    const std::pair<const char*, int> contents[] = {
-        {"<plist/>", 0},
-        {"<other/>", 0},
-        {"text", 0},
-        {"<key>k</key>", 0},
-        {"<true/><true/>", 7},
-        {"<array>text</array>", 7},
-        {"<string>\xC3(</string>", 8},
-        {"<string><true/></string>", 8},
-        {"<dict><true/></dict>", 6},
-        {"<dict><key>k</key></dict>", 18},
-        {"", 0},
-        {"<dict><key>k</key><key>l</key></dict>", 18},
-        {"<string>&unknown;</string>", 8},
-    };
-    for (const auto& [content, position] : contents)
-        expectFault("<plist>" + std::string(content) + "</plist>", 7 + position, content);
-    const std::pair<const char*, int> documents[] = {
-        {"", 0},
-        {"{ key = value; }", 0},
-        {"bplist01", 0},
-        {"<plist><true/>", 14},
-        {"<plist><true/></plist><plist/>", 22},
-        {"<!DOCTYPE plist SYSTEM \"a.dtd\"><plist><string>&later;</string></plist>", 46},
-        {"<!DOCTYPE plist [<!ENTITY e \"eeee\">]><plist><string>&e;</string></plist>", 16},
-        {"<!DOCTYPE plist [<!ENTITY % p SYSTEM \"/etc/passwd\"> %p;]><plist><true/></plist>", 16},
-    };
-    for (const auto& [document, position] : documents)
-        expectFault(document, position, document);
+    const FaultsByPosition contents = {
+        {0, {"", "<plist/>", "<other/>", "text", "<key>k</key>"}},
+        {6, {"<dict><true/></dict>"}},
+        {7, {"<true/><true/>", "<array>text</array>", "<array><key>k</key></array>"}},
+        {8, {"<string>\xC3(</string>", "<string><true/></string>", "<string>&unknown;</string>"}},
+        {18, {"<dict><key>k</key></dict>", "<dict><key>k</key><key>l</key></dict>"}}};
+    for (const auto& [position, texts] : contents) {
+        for (const std::string& text : texts)
+            expectFault("<plist>" + text + "</plist>", 7 + position, text);
+    }
+    const FaultsByPosition documents = {
+        {0, {"", "{ key = value; }", "bplist01", "<true/>"}},
+        {14, {"<plist><true/>"}},
+        {22, {"<plist><true/></plist><plist/>"}},
+        {16,
+         {"<!DOCTYPE plist [<!ENTITY e \"eeee\">]><plist><string>&e;</string></plist>",
+          "<!DOCTYPE plist [<!ENTITY % p SYSTEM \"/etc/passwd\"> %p;]><plist><true/></plist>"}},
+        {46, {"<!DOCTYPE plist SYSTEM \"a.dtd\"><plist><string>&later;</string></plist>"}}};
+    for (const auto& [position, texts] : documents) {
+        for (const std::string& text : texts)
+            expectFault(text, position, text);
+    }
 }
 
 TEST(XmlPropertyList, AnswersScalarsThatAreNoneWithTheirEnd) {
@@ -321,8 +298,7 @@ TEST(XmlPropertyList, AnswersScalarsThatAreNoneWithTheirEnd) {
         {"real", {"", "1,5", "+-1", "1e999", "0x1p3"}},
         {"date", {"", "2026-02-29T00:00:00Z", "2026-01-01"}},
         {"data", {"SGVsb", "SG=s", "S===", "SGV*", "===="}},
-        {"true", {"x"}},
-    };
+        {"true", {"x"}}};
     for (const auto& [kind, texts] : cases) {
         for (const std::string& text : texts) {
             const std::string start = "<plist><" + kind + ">" + text;
