@@ -1,14 +1,19 @@
 // A permanent tool: its menu text is the free space of the volume that holds the home folder, its menu icon a
-// gauge. The agent goes on to show both when the tool does not run.
+// gauge. The agent goes on to show both when the tool does not run. Every hour, and when its menu icon is
+// clicked, it adds a line to its report, in a folder that it asks the agent for.
 
 #include <chrono>
+#include <span>
 #include <string>
 
 #include "Gauge.h"
 #include "KitwellCommon/KitwellCommon.h"
 #include "KitwellPlatform/Applications/Application.h"
+#include "KitwellPlatform/Applications/Bundle.h"
+#include "KitwellPlatform/Files/AtomicFile.h"
 #include "KitwellPlatform/Files/FileManager.h"
 #include "KitwellPlatform/Files/SearchPaths.h"
+#include "KitwellPlatform/Preferences/UserDefaults.h"
 #include "KitwellPlatform/RunLoop/RunLoop.h"
 
 namespace kitwell::applications {
@@ -16,9 +21,45 @@ namespace kitwell::applications {
 namespace {
 
 constexpr std::chrono::seconds kRefreshInterval{5};
+constexpr double kReportInterval = 3600; // seconds
+constexpr char kLastReportKey[] = "LastReport";
+constexpr std::size_t kMaxReportBytes = 1U << 20;
+
+// Adds the line at the end of the report; a report that has grown too long begins anew.
+bool addToReport(const std::string& folder, const std::string& line) {
+    const std::string path = folder + "/Disk space.txt";
+    const auto before = platform::readFile(path, kMaxReportBytes);
+    const std::string whole = (before ? std::string(before->text()) : std::string()) + line + "\n";
+    return static_cast<bool>(platform::replaceFile(path, std::as_bytes(std::span(whole))));
+}
 
 std::string gigabytes(std::uint64_t bytes) {
     return platform::formatText("%.1f GB", static_cast<double>(bytes) / 1e9);
+}
+
+// Whether an hourly launch was asked for by an earlier run and nobody has cleared it: what the agent made of
+// it, and what the person changed, stays as it is.
+bool isScheduled() {
+    bool isArmed = false;
+    const platform::Bundle& bundle = platform::Bundle::main();
+    readSchedulerPlist(
+        bundle.identifier(), bundle.bundleUrl().deletingPathExtension().lastPathComponent(),
+        [&](const platform::Dictionary& entry) { isArmed = entry.find(kScheduleInterval) != nullptr; });
+    return isArmed;
+}
+
+// The agent does not say why it launched the tool: what counts is how old the last report is. It may come a
+// little early, since the agent's hour is not the report's.
+bool isReportDue() {
+    constexpr double kEarly = 60;
+    const auto last = platform::UserDefaults::standard().dateForKey(kLastReportKey);
+    return !last || last->secondsUntil(platform::Date::now()) > kReportInterval - kEarly;
+}
+
+void rememberReport() {
+    platform::UserDefaults& preferences = platform::UserDefaults::standard();
+    preferences.setObjectForKey(platform::Date::now(), kLastReportKey);
+    preferences.synchronize();
 }
 
 class DiskSpace {
@@ -29,6 +70,12 @@ public:
         refresh();
         timer_ = platform::Timer::repeating(platform::RunLoop::current(), kRefreshInterval,
                                             platform::RunLoopModes::Common, [this] { refresh(); });
+        client_.setDateScheduleBlock([this] { report(); });
+        client_.setClickMenuIconBlock([this] { report(); });
+        if (!isScheduled())
+            ToolScheduler::scheduleAtDate(platform::Date::now().adding(kReportInterval), kReportInterval);
+        else if (isReportDue())
+            platform::RunLoop::current().post([this] { report(); });
     }
 
 private:
@@ -48,8 +95,28 @@ private:
         client_.setMenuText(text);
     }
 
+    // Waits for the person's answer where the agent has to ask; what comes meanwhile is handled, but a second
+    // report is not begun.
+    void report() {
+        if (isReporting_)
+            return;
+        isReporting_ = true;
+        const bool answered = client_.requestSandboxAccessCommand(
+            sandboxSpecialRequest(client_.toolId(), ToolDesktopDirectory));
+        const auto folder = answered ? client_.sandboxReplyDir() : std::nullopt;
+        const std::string moment = platform::Date::now().iso8601().value_or("");
+        if (!folder)
+            KWLogVariadic("no report: the agent granted no folder");
+        else if (!addToReport(*folder, moment + "  " + client_.menuText().value_or("")))
+            KWLogVariadic("no report: %@ cannot be written to", *folder);
+        else
+            rememberReport();
+        isReporting_ = false;
+    }
+
     ToolDataClientProvider client_;
     platform::Timer timer_;
+    bool isReporting_ = false;
 };
 
 } // namespace

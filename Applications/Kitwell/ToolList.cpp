@@ -1,22 +1,15 @@
 #include "ToolList.h"
 
 #include <algorithm>
-#include <cctype>
 
 #include "KitwellPlatform/Applications/Workspace.h"
+#include "Shared/Words.h"
 
 namespace kitwell::applications {
 
 namespace {
 
 constexpr std::string_view kToolIdentifierPrefix = "com.corvalen.kitwell.";
-constexpr std::string_view kBundleExtension = ".app";
-
-bool equalIgnoringCase(std::string_view left, std::string_view right) {
-    return std::equal(
-        left.begin(), left.end(), right.begin(), right.end(),
-        [](unsigned char one, unsigned char other) { return std::tolower(one) == std::tolower(other); });
-}
 
 } // namespace
 
@@ -33,18 +26,23 @@ void ToolList::discover() {
     }
 }
 
-ToolList::Tool ToolList::find(std::string_view name) {
-    if (Tool tool = findKnown(name))
-        return tool;
-    discover();
-    return findKnown(name);
+template <class Matches>
+ToolList::Tool ToolList::findWhere(Matches matches) {
+    auto found = std::find_if(tools_.begin(), tools_.end(), matches);
+    if (found == tools_.end()) {
+        discover();
+        found = std::find_if(tools_.begin(), tools_.end(), matches);
+    }
+    return found == tools_.end() ? nullptr : *found;
 }
 
-ToolList::Tool ToolList::findKnown(std::string_view name) const {
-    const auto found = std::find_if(tools_.begin(), tools_.end(), [&](const Tool& tool) {
-        return equalIgnoringCase(displayName(*tool), name);
-    });
-    return found == tools_.end() ? nullptr : *found;
+ToolList::Tool ToolList::find(std::string_view name) {
+    return findWhere([name](const Tool& tool) { return isSameName(displayName(*tool), name); });
+}
+
+ToolList::Tool ToolList::find(std::string_view bundleId, std::string_view name) {
+    return findWhere(
+        [&](const Tool& tool) { return tool->bundleId() == bundleId && displayName(*tool) == name; });
 }
 
 bool ToolList::knows(const std::string& path) const {
@@ -52,10 +50,7 @@ bool ToolList::knows(const std::string& path) const {
 }
 
 std::string displayName(const ToolDataAgentProvider& tool) {
-    std::string name = platform::FileUrl(tool.name()).lastPathComponent();
-    if (name.ends_with(kBundleExtension))
-        name.resize(name.size() - kBundleExtension.size());
-    return name;
+    return platform::FileUrl(tool.name()).deletingPathExtension().lastPathComponent();
 }
 
 } // namespace kitwell::applications

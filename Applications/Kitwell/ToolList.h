@@ -19,9 +19,12 @@ public:
     // The tool with this name, upper and lower case alike; when there is none, after one more look for new
     // bundles. Null when there still is none.
     Tool find(std::string_view name);
+    // The tool with exactly this bundle identifier and name; the same second look.
+    Tool find(std::string_view bundleId, std::string_view name);
 
 private:
-    Tool findKnown(std::string_view name) const;
+    template <class Matches>
+    Tool findWhere(Matches matches);
     bool knows(const std::string& path) const;
 
     std::vector<Tool> tools_;

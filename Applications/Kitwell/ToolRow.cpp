@@ -3,25 +3,12 @@
 #include <algorithm>
 #include <array>
 
+#include "Shared/Words.h"
 #include "ToolList.h"
 
 namespace kitwell::applications {
 
 namespace {
-
-// A tool's text must not steer the terminal: C0 and C1 control characters become dots.
-std::string printable(std::string_view text) {
-    std::string safe;
-    for (std::size_t at = 0; at < text.size(); ++at) {
-        const auto byte = static_cast<unsigned char>(text[at]);
-        const bool isC1 =
-            byte == 0xC2 && at + 1 < text.size() && static_cast<unsigned char>(text[at + 1]) < 0xA0;
-        if (isC1)
-            ++at;
-        safe += byte < 0x20 || byte == 0x7F || isC1 ? '.' : text[at];
-    }
-    return safe;
-}
 
 std::string describe(const std::optional<platform::Image>& icon) {
     if (!icon || icon->representations().empty())

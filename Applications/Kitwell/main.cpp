@@ -1,9 +1,10 @@
-// The agent: lists the tools of the suite with what each presents, and passes on the commands of the person
-// at the terminal.
+// The agent: lists the tools of the suite with what each presents, passes on the commands of the person at
+// the terminal, carries the tools' launch schedules out, and asks for access to folders on their behalf.
 
 #include <cerrno>
 #include <cstdio>
 #include <optional>
+#include <string_view>
 
 #include "CommandReader.h"
 #include "Commands.h"
@@ -11,6 +12,8 @@
 #include "KitwellPlatform/Applications/Application.h"
 #include "KitwellPlatform/Files/LockedFile.h"
 #include "KitwellPlatform/Files/SearchPaths.h"
+#include "KitwellPlatform/Interface/Dialogs.h"
+#include "Schedules.h"
 #include "ToolList.h"
 
 namespace kitwell::applications {
@@ -34,7 +37,28 @@ std::optional<platform::LockedFile> becomeTheAgent() {
     return *std::move(lock);
 }
 
-int runAgent() {
+constexpr char kUsage[] = "usage: Kitwell [--login] [--hidden] [--dialog-program PATH]\n";
+
+struct Options {
+    bool atLogin = false; // started by the session: launches the tools that asked for it
+};
+
+// --hidden is what whoever launches the agent in the background says; the agent has nothing to hide.
+std::optional<Options> readOptions(int count, char** arguments) {
+    Options options;
+    for (int at = 1; at < count; ++at) {
+        const std::string_view argument = arguments[at];
+        if (argument == "--login")
+            options.atLogin = true;
+        else if (argument == "--dialog-program" && at + 1 < count)
+            platform::setDialogProgram(arguments[++at]);
+        else if (argument != "--hidden")
+            return std::nullopt;
+    }
+    return options;
+}
+
+int runAgent(const Options& options) {
     platform::Application& application = platform::Application::shared();
     const auto lock = becomeTheAgent();
     if (!lock)
@@ -45,6 +69,9 @@ int runAgent() {
     Commands commands(tools, display);
     const CommandReader reader([&](const std::string& line) { commands.carryOut(line); });
     tools.discover();
+    Schedules schedules(tools, [&](const std::string& line) { display.say(line); });
+    if (options.atLogin)
+        schedules.launchAtLogin();
     return application.run();
 }
 
@@ -52,6 +79,11 @@ int runAgent() {
 
 } // namespace kitwell::applications
 
-int main() {
-    return kitwell::applications::runAgent();
+int main(int count, char** arguments) {
+    const auto options = kitwell::applications::readOptions(count, arguments);
+    if (!options) {
+        std::fputs(kitwell::applications::kUsage, stderr);
+        return 2;
+    }
+    return kitwell::applications::runAgent(*options);
 }

@@ -2,14 +2,13 @@
 
 #include <gtest/gtest.h>
 
-#include <csignal>
 #include <filesystem>
 
+#include "EndToEnd/Scene.h"
 #include "KitwellCommon/KitwellCommon.h"
 #include "KitwellPlatform/Applications/RunningApplication.h"
 #include "Support/ChildProcess.h"
 #include "Support/TestBundle.h"
-#include "Support/TestHome.h"
 
 using namespace kitwell;
 using namespace kitwell::test;
@@ -33,7 +32,7 @@ bool agentShows(ChildProcess& agent, const std::string& tool, const std::string&
 } // namespace
 
 TEST(AgentAndTools, FindEachOtherInBothOrdersAndAfterTheAgentWasKilled) {
-    const TestHome home;
+    const Scene scene;
     ChildProcess toolBefore = start("Counter");
     for (int life = 0; life < 2; ++life) {
         ChildProcess agent = start("Kitwell");
@@ -51,7 +50,7 @@ TEST(AgentAndTools, FindEachOtherInBothOrdersAndAfterTheAgentWasKilled) {
 }
 
 TEST(AgentAndTools, SigtermEndsEachInOrderAndAPermanentToolStaysVisible) {
-    const TestHome home;
+    const Scene scene;
     {
         ChildProcess agent = start("Kitwell");
         ChildProcess tool = start("DiskSpace");
@@ -71,7 +70,9 @@ TEST(AgentAndTools, SigtermEndsEachInOrderAndAPermanentToolStaysVisible) {
 }
 
 TEST(AgentAndTools, CommandsReachTheToolsAndTheirChangesComeBackByThemselves) {
-    const TestHome home;
+    const Scene scene; // in which the tools are also found behind a symlink
+    std::filesystem::create_directories(scene.home.path("data/Kitwell"));
+    std::filesystem::create_symlink(APPLICATIONS_FOLDER, scene.home.path("data/Kitwell/Applications"));
     ChildProcess agent = start("Kitwell");
     agent.writeLine("click Counter");
     EXPECT_TRUE(agent.waitForLine("Counter does not run"));
@@ -89,19 +90,8 @@ TEST(AgentAndTools, CommandsReachTheToolsAndTheirChangesComeBackByThemselves) {
     EXPECT_EQ(agent.wait(), 0);
 }
 
-TEST(AgentAndTools, ToolsBehindASymlinkAreOneToolAndReached) {
-    const TestHome home;
-    std::filesystem::create_directories(home.path("data/Kitwell"));
-    std::filesystem::create_symlink(APPLICATIONS_FOLDER, home.path("data/Kitwell/Applications"));
-    ChildProcess agent = start("Kitwell");
-    agent.writeLine("launch Counter");
-    EXPECT_TRUE(agentShows(agent, "Counter", "status on"));
-    agent.writeLine("off Counter");
-    EXPECT_TRUE(agentShows(agent, "Counter", "port closed"));
-}
-
 TEST(AgentAndTools, ASecondAgentDoesNotTakeTheFirstOnesPlace) {
-    const TestHome home;
+    const Scene scene;
     ChildProcess agent = start("Kitwell");
     ASSERT_TRUE(agent.waitForLine("Counter: status off"));
     EXPECT_EQ(start("Kitwell").wait(), 1);
@@ -117,8 +107,8 @@ CHILD_BODY(toolThatLaunchesTheAgent) {
 }
 
 TEST(AgentAndTools, AToolLaunchesTheAgentAndWaitsUntilItIsReachable) {
-    const TestHome home;
-    const std::string applications = home.path("data/Kitwell/Applications");
+    const Scene scene;
+    const std::string applications = scene.home.path("data/Kitwell/Applications");
     std::filesystem::create_directories(applications);
     std::filesystem::create_symlink(std::string(APPLICATIONS_FOLDER) + "/Kitwell.app",
                                     applications + "/Kitwell.app");

@@ -51,6 +51,13 @@ ChildProcess ChildProcess::body(const std::string& name, const std::vector<std::
     return program("/proc/self/exe", all);
 }
 
+ChildProcess ChildProcess::started(const std::string& name, const std::vector<std::string>& arguments) {
+    ChildProcess child = body(name, arguments);
+    if (!child.readLine())
+        throw std::runtime_error(name + " does not get ready");
+    return child;
+}
+
 ChildProcess ChildProcess::program(const std::string& path, const std::vector<std::string>& arguments,
                                    const std::vector<std::string>& extraEnvironment) {
     int toChild[2];
@@ -74,8 +81,8 @@ ChildProcess ChildProcess::program(const std::string& path, const std::vector<st
     ::posix_spawn_file_actions_destroy(&actions);
     ::close(toChild[0]);
     ::close(fromChild[1]);
-    child.input_ = toChild[1];
-    child.output_ = fromChild[0];
+    child.input_.reset(toChild[1]);
+    child.output_.reset(fromChild[0]);
     if (failure != 0) {
         child.pid_ = -1;
         throw std::runtime_error("cannot start " + path);
@@ -84,17 +91,14 @@ ChildProcess ChildProcess::program(const std::string& path, const std::vector<st
 }
 
 ChildProcess::ChildProcess(ChildProcess&& other) noexcept
-    : pid_(std::exchange(other.pid_, -1)), input_(std::exchange(other.input_, -1)),
-      output_(std::exchange(other.output_, -1)), unread_(std::move(other.unread_)) {}
+    : pid_(std::exchange(other.pid_, -1)), input_(std::move(other.input_)), output_(std::move(other.output_)),
+      unread_(std::move(other.unread_)) {}
 
 ChildProcess::~ChildProcess() {
     if (pid_ > 0) {
-        ::kill(pid_, SIGKILL);
+        signal(SIGKILL);
         ::waitpid(pid_, nullptr, 0);
     }
-    closeInput();
-    if (output_ >= 0)
-        ::close(output_);
 }
 
 std::optional<std::string> ChildProcess::readLine(std::chrono::milliseconds bound) {
@@ -108,11 +112,11 @@ std::optional<std::string> ChildProcess::readLine(std::chrono::milliseconds boun
         const auto left =
             std::chrono::duration_cast<std::chrono::milliseconds>(end - std::chrono::steady_clock::now())
                 .count();
-        pollfd entry{output_, POLLIN, 0};
+        pollfd entry{output_.get(), POLLIN, 0};
         if (left <= 0 || ::poll(&entry, 1, static_cast<int>(left)) <= 0)
             return std::nullopt;
         char buffer[4096];
-        const ssize_t count = ::read(output_, buffer, sizeof buffer);
+        const ssize_t count = ::read(output_.get(), buffer, sizeof buffer);
         if (count <= 0)
             return std::nullopt;
         unread_.append(buffer, static_cast<std::size_t>(count));
@@ -121,11 +125,10 @@ std::optional<std::string> ChildProcess::readLine(std::chrono::milliseconds boun
 
 bool ChildProcess::waitForLine(const std::string& text, std::chrono::milliseconds bound) {
     const auto end = std::chrono::steady_clock::now() + bound;
-    while (std::chrono::steady_clock::now() < end) {
-        const auto line = readLine(
-            std::chrono::duration_cast<std::chrono::milliseconds>(end - std::chrono::steady_clock::now()));
-        if (!line)
-            return false;
+    const auto left = [&] {
+        return std::chrono::ceil<std::chrono::milliseconds>(end - std::chrono::steady_clock::now());
+    };
+    while (const auto line = readLine(left())) {
         if (line->find(text) != std::string::npos)
             return true;
     }
@@ -134,18 +137,18 @@ bool ChildProcess::waitForLine(const std::string& text, std::chrono::millisecond
 
 void ChildProcess::writeLine(const std::string& line) {
     const std::string whole = line + "\n";
-    if (::write(input_, whole.data(), whole.size()) != static_cast<ssize_t>(whole.size()))
+    if (::write(input_.get(), whole.data(), whole.size()) != static_cast<ssize_t>(whole.size()))
         throw std::runtime_error("the child does not read its input");
-}
-
-void ChildProcess::closeInput() {
-    if (input_ >= 0)
-        ::close(std::exchange(input_, -1));
 }
 
 void ChildProcess::signal(int number) {
     if (pid_ > 0)
         ::kill(pid_, number);
+}
+
+void ChildProcess::kill() {
+    signal(SIGKILL);
+    wait();
 }
 
 int ChildProcess::wait(std::chrono::milliseconds bound) {

@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "KitwellPlatform/Files/FileDescriptor.h"
+
 namespace kitwell::test {
 
 inline constexpr std::chrono::seconds kPatience{20};
@@ -19,6 +21,8 @@ class ChildProcess {
 public:
     // Runs the body that CHILD_BODY(name) defines.
     static ChildProcess body(const std::string& name, const std::vector<std::string>& arguments = {});
+    // The same, when the body has said a first line: that it is ready.
+    static ChildProcess started(const std::string& name, const std::vector<std::string>& arguments = {});
     // `extraEnvironment` holds "NAME=value" texts.
     static ChildProcess program(const std::string& path, const std::vector<std::string>& arguments = {},
                                 const std::vector<std::string>& extraEnvironment = {});
@@ -33,16 +37,17 @@ public:
     // Reads lines until one contains `text`; false when none comes.
     bool waitForLine(const std::string& text, std::chrono::milliseconds bound = kPatience);
     void writeLine(const std::string& line);
-    void closeInput();
+    void closeInput() { input_.reset(); }
     void signal(int number);
+    void kill();
     // The exit code, 128 + the signal that ended it, or -1 when it is still running at the bound.
     int wait(std::chrono::milliseconds bound = kPatience);
 
 private:
     ChildProcess() = default;
     int pid_ = -1;
-    int input_ = -1;
-    int output_ = -1;
+    platform::FileDescriptor input_;
+    platform::FileDescriptor output_;
     std::string unread_;
 };
 

@@ -21,6 +21,7 @@ std::string makeTestBundle(const std::string& folder, const std::string& name,
         << "<key>CFBundleExecutable</key><string>" << name << "</string></dict></plist>";
     const fs::path executable = contents / "Linux" / name;
     const fs::path self = fs::read_symlink("/proc/self/exe");
+    fs::remove(executable);
     std::error_code failure;
     fs::create_hard_link(self, executable,
                          failure); // a symlink would be resolved to this program's own place

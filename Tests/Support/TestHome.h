@@ -1,5 +1,6 @@
 #pragma once
 
+#include <gtest/gtest.h>
 #include <string>
 
 namespace kitwell::test {
@@ -18,6 +19,12 @@ public:
 
 private:
     std::string path_;
+};
+
+// A test that does all it does in one private home.
+class InTestHome : public testing::Test {
+protected:
+    const TestHome home;
 };
 
 } // namespace kitwell::test

@@ -1,18 +1,19 @@
 #include "Support/Traffic.h"
 
 #include <chrono>
+#include <stdexcept>
 
 #include "KitwellPlatform/Ports/PortNameServer.h"
-#include "KitwellPlatform/RunLoop/RunLoop.h"
+#include "Support/ChildProcess.h"
 
 namespace kitwell::test {
 
-bool turnLoopUntil(const std::function<bool()>& condition) {
-    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+bool turnLoopUntil(const std::function<bool()>& condition, platform::RunLoopMode mode) {
+    const auto end = std::chrono::steady_clock::now() + kPatience;
     while (!condition()) {
         if (std::chrono::steady_clock::now() > end)
             return false;
-        platform::RunLoop::current().runOnce(std::chrono::milliseconds(20));
+        platform::RunLoop::current().runOnce(std::chrono::milliseconds(20), mode);
     }
     return true;
 }
@@ -20,7 +21,8 @@ bool turnLoopUntil(const std::function<bool()>& condition) {
 RecordingPort::RecordingPort(const std::string& name)
     : name_(name), port_(platform::Port::receivePort(
                        [this](const platform::PortMessage& message) { received.push_back(message); })) {
-    platform::PortNameServer::systemDefault().registerPort(port_, name_);
+    if (!platform::PortNameServer::systemDefault().registerPort(port_, name_))
+        throw std::runtime_error("the name is not free");
     port_->addToRunLoop(platform::RunLoop::current());
 }
 

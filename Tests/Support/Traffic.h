@@ -6,12 +6,13 @@
 #include <vector>
 
 #include "KitwellPlatform/Ports/Port.h"
+#include "KitwellPlatform/RunLoop/RunLoop.h"
 
 namespace kitwell::test {
 
-// Turns the calling thread's loop until the condition holds; false when the bound of ten seconds passed
-// first.
-bool turnLoopUntil(const std::function<bool()>& condition);
+// Turns the calling thread's loop until the condition holds; false when the patience ran out first.
+bool turnLoopUntil(const std::function<bool()>& condition,
+                   platform::RunLoopMode mode = platform::RunLoopMode::Default);
 
 // The other side of a conversation: a published port that keeps what it receives.
 class RecordingPort {

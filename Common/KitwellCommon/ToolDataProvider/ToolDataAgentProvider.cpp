@@ -33,13 +33,23 @@ void handleStatus(ToolDataAgentProvider& tool, const PortMessage& message) {
     }
 }
 
-// Every request is answered, so that no tool waits for nothing. Without a way to ask the user there is no
-// grant.
-void answerSandboxAccess(ToolDataAgentProvider& tool) {
-    tool.sendCommand(ToolMessageSandboxAccess, std::nullopt);
+std::optional<platform::Data> bookmarkFor(ToolDataServerProvider& service, const SandboxRequest& request) {
+    if (const auto* folder = std::get_if<SandboxFolderRequest>(&request))
+        return service.bookmarkForSandboxAccessForPath(folder->path, folder->message, folder->options);
+    if (const auto* special = std::get_if<SandboxSpecialRequest>(&request))
+        return service.bookmarkForSandboxAccessForSpecialDir(special->code);
+    return std::nullopt;
 }
 
-void handleMessageOfTool(ToolDataAgentProvider& tool, const PortMessage& message) {
+// Every request is answered, a malformed one too, so that no tool waits for nothing.
+void answerSandboxAccess(ToolDataServerProvider& service, ToolDataAgentProvider& tool,
+                         const PortMessage& message) {
+    const auto bookmark = bookmarkFor(service, readSandboxRequest(message));
+    tool.sendCommand(ToolMessageSandboxAccess, bookmark);
+}
+
+void handleMessageOfTool(ToolDataServerProvider& service, ToolDataAgentProvider& tool,
+                         const PortMessage& message) {
     switch (message.msgid) {
     case ToolMessageStatus:
         return handleStatus(tool, message);
@@ -52,7 +62,7 @@ void handleMessageOfTool(ToolDataAgentProvider& tool, const PortMessage& message
             tool.setMenuIcon(std::move(icon->image));
         return;
     case ToolMessageSandboxAccess:
-        return answerSandboxAccess(tool);
+        return answerSandboxAccess(service, tool, message);
     case ToolMessageMenuText:
         if (auto text = readMenuText(message))
             tool.setMenuText(std::move(text->text));
@@ -233,7 +243,7 @@ void ToolDataServerProvider::handlePortMessage(const PortMessage& message) {
     std::copy_if(tools_.begin(), tools_.end(), std::back_inserter(addressed),
                  [&](const auto& tool) { return tool->name() == *sender; });
     for (const auto& tool : addressed)
-        handleMessageOfTool(*tool, message);
+        handleMessageOfTool(*this, *tool, message);
 }
 
 } // namespace kitwell

@@ -141,7 +141,31 @@ public:
 
     void handlePortMessage(const platform::PortMessage& message);
 
+    // ---- Access to folders (SandboxAccess.cpp).
+
+    // A plain bookmark of the folder when the agent can write there, at once or through a stored grant; else
+    // the user is asked with an open panel that proposes the folder, what is chosen is stored as a grant, and
+    // the bookmark is of that. Nothing when the user declined. Waits for the person; tools' messages are
+    // handled meanwhile.
+    std::optional<platform::Data> bookmarkForSandboxAccessForPath(const std::string& path,
+                                                                  const std::string& message,
+                                                                  std::uint64_t options);
+    // The same for ToolDesktopDirectory, proposing what the user chose last for it, at first the "Desktop" in
+    // the home folder of the user database. Nothing for any other code.
+    std::optional<platform::Data> bookmarkForSandboxAccessForSpecialDir(std::uint64_t code);
+    // The first stored grant whose path the text of this path begins with, character for character: a grant
+    // for /a/b also covers /a/bc. A grant that leads nowhere covers nothing.
+    std::optional<platform::Data> grantCovering(const std::string& path) const;
+    // Whether the agent can write to the path, after starting the grant that covers it.
+    bool restoreSandboxAccess(const std::string& path);
+    // Appends a grant to the list and stores the list in the agent's own preferences. The same place may be
+    // granted twice; nothing is ever removed.
+    void saveSandboxAccess(const std::optional<platform::FileUrl>& url);
+
 private:
+    std::optional<platform::Data> askForFolder(const std::string& path, const std::string& message,
+                                               std::uint64_t options);
+
     Tools tools_;
     Tools permanentTools_;
     std::shared_ptr<platform::Port> servicePort_;

@@ -4,6 +4,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "KitwellCommon/Export.h"
 #include "KitwellCommon/SharedState/ToolPersistentDataLazyWriter.h"
@@ -79,6 +80,25 @@ public:
     void sendMenuIcon();
     void sendMenuText();
 
+    // ---- Access to folders (SandboxAccess.cpp).
+
+    // Sends a request made of exactly these components (sandboxFolderRequest, sandboxSpecialRequest) and
+    // waits for the reply in short passes of the run loop, so that the agent's commands are handled
+    // meanwhile. There is no limit in time while the agent lives: the agent asks a person, who may take long.
+    // The wait ends with the agent (also when another one came at once), or with this application. False when
+    // the agent cannot be launched or does not take the request within 5 s, and when the wait ended without a
+    // reply; otherwise `sandboxReplyDir` holds the granted path, or nothing when access was not granted.
+    bool requestSandboxAccessCommand(std::vector<platform::Data> components);
+    // The path of the last reply; nothing when that reply granted none. Empty while a request waits.
+    std::optional<std::string> sandboxReplyDir() const;
+    void setSandboxReplyDir(std::optional<std::string> path);
+    // Answers by itself, asking nobody: the path when this process can write there, else nothing.
+    std::optional<std::string> requestAccessToDirectory(const std::string& path, const std::string& message,
+                                                        std::uint64_t options);
+    std::optional<std::string> requestAccessToDirectory(const std::string& path, const std::string& message);
+    // The user's own Desktop folder for ToolDesktopDirectory; nothing for any other code.
+    std::optional<std::string> getToolSpecialDirectory(std::uint64_t code);
+
     // ---- The plumbing. The mechanism itself sets these values.
 
     const platform::Data& toolId() const { return toolId_; }
@@ -95,10 +115,6 @@ public:
     void setToolIconNeeded(bool isNeeded) { toolIconNeeded_ = isNeeded; }
     bool menuIconNeeded() const { return menuIconNeeded_; }
     void setMenuIconNeeded(bool isNeeded) { menuIconNeeded_ = isNeeded; }
-    // The path of the last sandbox-access reply; nothing when that reply granted none.
-    const std::optional<std::string>& sandboxReplyDir() const { return sandboxReplyDir_; }
-    void setSandboxReplyDir(std::optional<std::string> path) { sandboxReplyDir_ = std::move(path); }
-
     // The reactions, called by the port and the notification centre.
     void handlePortMessage(const platform::PortMessage& message);
     void portDidBecomeInvalid();
@@ -106,6 +122,9 @@ public:
     void appWillTerminate();
 
 private:
+    using SharedText = std::shared_ptr<const std::string>;
+    static const SharedText& pendingReply();
+
     std::shared_ptr<platform::Port> publishPort();
     void send(const platform::PortMessage& message);
     void handleToolIconNeeded(const platform::PortMessage& message);
@@ -121,7 +140,7 @@ private:
     bool isAgentConnected_ = false;
     bool toolIconNeeded_ = false;
     bool menuIconNeeded_ = false;
-    std::optional<std::string> sandboxReplyDir_;
+    SharedText sandboxReplyDir_; // null for none
 
     ToolStatus toolStatus_ = ToolStatusOff;
     std::optional<platform::Image> toolIcon_;

@@ -91,6 +91,15 @@ PortMessage menuTextMessage(const Data& toolId, std::string_view text) {
     return {ToolMessageMenuText, {toolId, Data(text)}};
 }
 
+std::vector<Data> sandboxFolderRequest(const Data& toolId, std::string_view path, std::string_view message,
+                                       std::uint64_t options) {
+    return {toolId, Data(path), Data(message), integerData(options)};
+}
+
+std::vector<Data> sandboxSpecialRequest(const Data& toolId, std::uint64_t code) {
+    return {toolId, integerData(code)};
+}
+
 PortMessage commandMessage(std::uint32_t command, const std::optional<Data>& params) {
     PortMessage message{command, {}};
     if (params)
@@ -145,6 +154,22 @@ NeededFlag readNeededFlag(const PortMessage& message) {
     if (!flag)
         return NeededFlag::Malformed;
     return *flag ? NeededFlag::Yes : NeededFlag::No;
+}
+
+SandboxRequest readSandboxRequest(const PortMessage& message) {
+    const std::vector<Data>& components = message.components;
+    if (components.size() == 2) {
+        const auto code = readInteger(components[1]);
+        return code ? SandboxRequest(SandboxSpecialRequest{*code}) : SandboxRequest();
+    }
+    if (components.size() != 4)
+        return {};
+    auto path = platform::textFromUtf8(components[1].text());
+    auto text = platform::textFromUtf8(components[2].text());
+    const auto options = readInteger(components[3]);
+    if (!path || !path->starts_with('/') || !text || !options)
+        return {};
+    return SandboxFolderRequest{*std::move(path), *std::move(text), *options};
 }
 
 std::optional<std::string> readSandboxReply(const PortMessage& message) {

@@ -4,6 +4,8 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <variant>
+#include <vector>
 
 #include "KitwellCommon/Export.h"
 #include "KitwellPlatform/Images/Image.h"
@@ -57,6 +59,13 @@ KITWELL_API std::optional<platform::PortMessage> menuIconMessage(const platform:
                                                                  const platform::Image& icon);
 KITWELL_API platform::PortMessage menuTextMessage(const platform::Data& toolId, std::string_view text);
 
+// The components of a request for access to a folder, or to a special folder.
+KITWELL_API std::vector<platform::Data> sandboxFolderRequest(const platform::Data& toolId,
+                                                             std::string_view path, std::string_view message,
+                                                             std::uint64_t options);
+KITWELL_API std::vector<platform::Data> sandboxSpecialRequest(const platform::Data& toolId,
+                                                              std::uint64_t code);
+
 // ---- From the agent to a tool.
 
 KITWELL_API platform::PortMessage commandMessage(std::uint32_t command,
@@ -82,6 +91,19 @@ KITWELL_API std::optional<PresentedImage> readToolIcon(const platform::PortMessa
 // The template flag, when the message has one, is set on the image.
 KITWELL_API std::optional<PresentedImage> readMenuIcon(const platform::PortMessage& message);
 KITWELL_API std::optional<PresentedText> readMenuText(const platform::PortMessage& message);
+
+struct SandboxFolderRequest {
+    std::string path; // absolute
+    std::string message;
+    std::uint64_t options = 0;
+};
+struct SandboxSpecialRequest {
+    std::uint64_t code = 0;
+};
+// The first alternative for what is malformed: another number of components, numbers that are too short,
+// texts that are not UTF-8, a path that is not absolute.
+using SandboxRequest = std::variant<std::monostate, SandboxFolderRequest, SandboxSpecialRequest>;
+KITWELL_API SandboxRequest readSandboxRequest(const platform::PortMessage& message);
 
 // ---- Reading in a tool.
 

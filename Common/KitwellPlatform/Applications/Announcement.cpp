@@ -5,9 +5,9 @@
 #include <unistd.h>
 
 #include "KitwellPlatform/Applications/Bundle.h"
-#include "KitwellPlatform/Files/AtomicFile.h"
 #include "KitwellPlatform/Files/FileManager.h"
 #include "KitwellPlatform/Files/SearchPaths.h"
+#include "KitwellPlatform/Machine/ProcessName.h"
 
 namespace kitwell::platform {
 
@@ -33,23 +33,6 @@ std::optional<std::string_view> takeField(std::string_view& content) {
     return field;
 }
 
-// When this process started, in the system's own ticks: with the process identifier, which is used again, it
-// makes a name that no other process ever has.
-std::string startTime() {
-    constexpr std::size_t kMaxBytes = 4096;
-    constexpr int kFieldsBefore = 20; // between the program's name and the start time
-    const auto content = readFile("/proc/self/stat", kMaxBytes);
-    if (!content)
-        return "0";
-    const std::string_view text = content->text();
-    std::size_t at = text.rfind(')'); // the program's name may hold blanks itself
-    for (int field = 0; field < kFieldsBefore && at != std::string_view::npos; ++field)
-        at = text.find(' ', at + 1);
-    if (at == std::string_view::npos)
-        return "0";
-    return std::string(text.substr(at + 1, text.find(' ', at + 1) - at - 1));
-}
-
 } // namespace
 
 Result<std::string> announcementFolder() {
@@ -67,7 +50,7 @@ Result<Announcement> Announcement::make() {
     const std::string content = encode({::getpid(), bundle.identifier(), bundle.bundleUrl().path()});
     if (content.size() > kMaxAnnouncementBytes)
         return systemError("announce " + bundle.bundleUrl().path(), EFBIG);
-    std::string path = *folder + "/" + std::to_string(::getpid()) + "-" + startTime();
+    std::string path = *folder + "/" + uniqueProcessName();
     auto file = LockedFile::createLocked(path, content);
     if (!file)
         return file.error();

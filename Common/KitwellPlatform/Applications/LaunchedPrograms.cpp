@@ -15,11 +15,11 @@ namespace {
 // What a program is started with. Building it fails for want of memory only; the first failure is kept.
 class SpawnPlan {
 public:
-    SpawnPlan() {
+    explicit SpawnPlan(int standardInput) {
         keep(::posix_spawnattr_init(&attributes_));
         keep(::posix_spawn_file_actions_init(&actions_));
         setSignals();
-        setDescriptors();
+        setDescriptors(standardInput);
     }
     SpawnPlan(const SpawnPlan&) = delete;
     SpawnPlan& operator=(const SpawnPlan&) = delete;
@@ -52,8 +52,11 @@ private:
     }
 
     // Everything of this library is close-on-exec; a library that this process also uses may be less careful.
-    void setDescriptors() {
-        keep(::posix_spawn_file_actions_addopen(&actions_, STDIN_FILENO, "/dev/null", O_RDONLY, 0));
+    void setDescriptors(int standardInput) {
+        if (standardInput >= 0)
+            keep(::posix_spawn_file_actions_adddup2(&actions_, standardInput, STDIN_FILENO));
+        else
+            keep(::posix_spawn_file_actions_addopen(&actions_, STDIN_FILENO, "/dev/null", O_RDONLY, 0));
         keep(::posix_spawn_file_actions_addopen(&actions_, STDOUT_FILENO, "/dev/null", O_WRONLY, 0));
         keep(::posix_spawn_file_actions_addclosefrom_np(&actions_, STDERR_FILENO + 1));
         keep(::posix_spawn_file_actions_addchdir_np(&actions_, "/"));
@@ -80,10 +83,11 @@ LaunchedPrograms& LaunchedPrograms::shared() {
     return programs;
 }
 
-Result<int> LaunchedPrograms::start(const std::string& executable, std::vector<std::string> arguments) {
+Result<int> LaunchedPrograms::start(const std::string& executable, std::vector<std::string> arguments,
+                                    int standardInput) {
     arguments.insert(arguments.begin(), executable);
     int process = 0;
-    if (const int failure = SpawnPlan().spawn(process, arguments); failure != 0)
+    if (const int failure = SpawnPlan(standardInput).spawn(process, arguments); failure != 0)
         return systemError("start " + executable, failure);
     Program& program = programs_.emplace_back();
     program.processIdentifier = process;

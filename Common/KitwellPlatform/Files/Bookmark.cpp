@@ -144,4 +144,10 @@ std::optional<FileUrl> resolveBookmark(const Data& data) {
     return FileManager::fileExists(bookmark->path) ? std::optional(FileUrl(bookmark->path)) : std::nullopt;
 }
 
+bool startAccessingSecurityScopedResource(const Data& data) {
+    const auto bookmark = decode(data.text());
+    return bookmark && bookmark->header.scope == static_cast<std::uint8_t>(BookmarkScope::Security) &&
+           resolveBookmark(data);
+}
+
 } // namespace kitwell::platform

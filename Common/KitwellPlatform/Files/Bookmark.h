@@ -20,4 +20,9 @@ PLATFORM_API Result<Data> bookmarkFor(const FileUrl& url, BookmarkScope scope);
 // Nothing when none of these holds or the data is no bookmark. `data` may come from anyone.
 PLATFORM_API std::optional<FileUrl> resolveBookmark(const Data& data);
 
+// Opens the place of a security-scoped bookmark to this process until its end; false for other data and when
+// it leads nowhere. On this system applications run outside any sandbox: what opens a place are the file
+// permissions alone, and this call adds nothing to them.
+PLATFORM_API bool startAccessingSecurityScopedResource(const Data& data);
+
 } // namespace kitwell::platform

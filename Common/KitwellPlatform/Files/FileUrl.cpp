@@ -46,4 +46,13 @@ FileUrl FileUrl::deletingLastPathComponent() const {
     return FileUrl(withoutTrailingSlashes(whole.substr(0, slash + 1)));
 }
 
+FileUrl FileUrl::deletingPathExtension() const {
+    const std::string name = lastPathComponent();
+    const std::size_t dot = name.rfind('.');
+    if (dot == 0 || dot == std::string::npos)
+        return FileUrl(path());
+    const std::string whole = path();
+    return FileUrl(whole.substr(0, whole.size() - (name.size() - dot)));
+}
+
 } // namespace kitwell::platform

@@ -26,6 +26,8 @@ public:
     FileUrl appending(std::string_view component) const;
     // "/a" of "/a/b", "/" of "/a" and of "/"; empty for a relative URL of one component.
     FileUrl deletingLastPathComponent() const;
+    // "/a/Sample" of "/a/Sample.app"; a name that only begins with its dot has no extension.
+    FileUrl deletingPathExtension() const;
 
     friend bool operator==(const FileUrl& left, const FileUrl& right) { return left.path() == right.path(); }
 

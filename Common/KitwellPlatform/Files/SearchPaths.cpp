@@ -3,12 +3,14 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <dlfcn.h>
 #include <fcntl.h>
 #include <filesystem>
 #include <pwd.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "KitwellPlatform/Files/AtomicFile.h"
 #include "KitwellPlatform/Files/FileAccess.h"
 #include "KitwellPlatform/Files/FileManager.h"
 #include "KitwellPlatform/Files/FileUrl.h"
@@ -26,12 +28,25 @@ std::optional<std::string> absolutePathFromEnvironment(const char* name) {
     return value && value->starts_with('/') ? std::optional(FileUrl(*value).path()) : std::nullopt;
 }
 
-std::string homeOfUserDatabase() {
-    std::array<char, 16384> buffer;
-    passwd entry{};
-    passwd* found = nullptr;
-    ::getpwuid_r(::geteuid(), &entry, buffer.data(), buffer.size(), &found);
-    return found && found->pw_dir ? found->pw_dir : "/";
+constexpr std::size_t kMaxUserFoldersBytes = 64U << 10;
+
+// The folder that the user's desktop settings name under the key: KEY="/path" or KEY="$HOME/path".
+std::optional<std::string> userFolder(std::string_view key) {
+    const std::string settings =
+        absolutePathFromEnvironment("XDG_CONFIG_HOME").value_or(SearchPaths::home() + "/.config") +
+        "/user-dirs.dirs";
+    const auto content = readFile(settings, kMaxUserFoldersBytes);
+    const std::string text = content ? "\n" + std::string(content->text()) : std::string();
+    const std::string beginning = "\n" + std::string(key) + "=\"";
+    const std::size_t start = text.find(beginning);
+    if (start == std::string::npos)
+        return std::nullopt;
+    const std::size_t value = start + beginning.size();
+    std::string path = text.substr(value, text.find_first_of("\"\n", value) - value);
+    constexpr std::string_view kHome = "$HOME";
+    if (path.starts_with(kHome))
+        path.replace(0, kHome.size(), SearchPaths::home());
+    return path.starts_with('/') ? std::optional(FileUrl(path).path()) : std::nullopt;
 }
 
 std::string dataFolder() {
@@ -63,11 +78,32 @@ Result<std::string> privateFolder(std::string path) {
     return path;
 }
 
+// The library's own file is the one that this function was loaded from.
+std::string libraryResources() {
+    Dl_info info{};
+    if (::dladdr(reinterpret_cast<const void*>(&libraryResources), &info) == 0 || !info.dli_fname)
+        return {};
+    std::error_code ignored;
+    return std::filesystem::absolute(info.dli_fname, ignored).parent_path().string() + kOwnLowerCaseFolder;
+}
+
 } // namespace
 
 std::string SearchPaths::home() {
     const auto home = absolutePathFromEnvironment("HOME");
-    return home ? *home : homeOfUserDatabase();
+    return home ? *home : userDatabaseHome().value_or("/");
+}
+
+std::optional<std::string> SearchPaths::userDatabaseHome() {
+    std::array<char, 16384> buffer;
+    passwd entry{};
+    passwd* found = nullptr;
+    ::getpwuid_r(::getuid(), &entry, buffer.data(), buffer.size(), &found);
+    return found && found->pw_dir ? std::optional<std::string>(found->pw_dir) : std::nullopt;
+}
+
+std::string SearchPaths::desktop() {
+    return userFolder("XDG_DESKTOP_DIR").value_or(home() + "/Desktop");
 }
 
 std::string SearchPaths::userLibrary() {
@@ -104,6 +140,14 @@ Result<std::string> SearchPaths::temporaryFolder() {
 std::string SearchPaths::executable() {
     std::error_code ignored;
     return std::filesystem::read_symlink("/proc/self/exe", ignored).string();
+}
+
+std::string SearchPaths::dialogProgram() {
+    return libraryResources() + "/kitwell-dialog";
+}
+
+std::string SearchPaths::translations() {
+    return libraryResources() + "/locale";
 }
 
 std::optional<std::string> SearchPaths::mainBundleFolder() {

@@ -18,6 +18,11 @@ public:
 
     // $HOME, else the home of the user database.
     static std::string home();
+    // The home of the user database, whatever the environment says; nothing when the user has no entry.
+    static std::optional<std::string> userDatabaseHome();
+    // The user's Desktop folder: XDG_DESKTOP_DIR of $XDG_CONFIG_HOME/user-dirs.dirs, else "Desktop" in the
+    // home folder.
+    static std::string desktop();
     // $XDG_DATA_HOME/Kitwell/Library
     static std::string userLibrary();
     // $XDG_DATA_HOME/Kitwell/Group Containers/<identifier>, created 0700 with what leads to it. The
@@ -34,6 +39,10 @@ public:
     static std::string executable();
     // The folder "Name.app" when the running program is Name.app/Contents/Linux/<file>, else nothing.
     static std::optional<std::string> mainBundleFolder();
+    // What this library brings along stands in a folder beside the library's own file, in the build tree as
+    // when installed: the program that shows dialogs, and the folder of the translations.
+    static std::string dialogProgram();
+    static std::string translations();
     // Where application bundles may stand, each folder once, in the order of search: the siblings of the main
     // bundle first.
     static std::vector<std::string> applicationFolders();

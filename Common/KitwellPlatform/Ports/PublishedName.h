@@ -5,6 +5,7 @@
 
 #include "KitwellPlatform/Files/FileDescriptor.h"
 #include "KitwellPlatform/Files/LockedFile.h"
+#include "KitwellPlatform/Files/SocketFolder.h"
 #include "KitwellPlatform/Values/Result.h"
 
 namespace kitwell::platform {
@@ -28,9 +29,9 @@ public:
     int listener() const { return listener_.get(); }
 
 private:
-    PublishedName(FileDescriptor folder, std::string name, LockedFile lock, FileDescriptor listener);
+    PublishedName(SocketFolder folder, std::string name, LockedFile lock, FileDescriptor listener);
 
-    FileDescriptor folder_; // the folder that the name was published in, wherever its path leads by now
+    SocketFolder folder_;
     std::string name_;
     LockedFile lock_; // goes after the listener
     FileDescriptor listener_;

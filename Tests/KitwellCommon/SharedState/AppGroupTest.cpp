@@ -44,8 +44,9 @@ CHILD_BODY(holdTheLock) {
     return 0;
 }
 
-TEST(AppGroup, NoChangeIsLostBetweenProcessesOnTheSameKeyAndOnKeysOfTheirOwn) {
-    const TestHome home;
+class AppGroup : public InTestHome {};
+
+TEST_F(AppGroup, NoChangeIsLostBetweenProcessesOnTheSameKeyAndOnKeysOfTheirOwn) {
     std::vector<ChildProcess> children;
     for (const char* key : {"A", "B", "C", "D"})
         children.push_back(ChildProcess::body("incrementShared", {key}));
@@ -58,39 +59,19 @@ TEST(AppGroup, NoChangeIsLostBetweenProcessesOnTheSameKeyAndOnKeysOfTheirOwn) {
     });
 }
 
-TEST(AppGroup, TheLockIsHeldDuringTheCallbackOnlyAndEndsWithTheProcess) {
-    const TestHome home;
+TEST_F(AppGroup, TheLockIsHeldDuringTheCallbackOnlyAndEndsWithTheProcess) {
     accessAppGroupPlist(nullptr);
     EXPECT_FALSE(isContainerLocked());
     accessAppGroupPlist([](platform::UserDefaults&) { EXPECT_TRUE(isContainerLocked()); });
     EXPECT_FALSE(isContainerLocked());
 
-    ChildProcess holder = ChildProcess::body("holdTheLock");
-    ASSERT_TRUE(holder.waitForLine("held"));
+    ChildProcess holder = ChildProcess::started("holdTheLock");
     EXPECT_TRUE(isContainerLocked());
-    holder.signal(SIGKILL);
-    holder.wait();
+    holder.kill();
     EXPECT_FALSE(isContainerLocked());
 }
 
-TEST(AppGroup, AValueOfTheWrongTypeReadsAsAbsentAndTheNextWriterReplacesIt) {
-    const TestHome home;
-    accessAppGroupPlist([](platform::UserDefaults& preferences) {
-        preferences.setObjectForKey("a text", "Scheduler");
-        preferences.synchronize();
-    });
-    accessAppGroupPlist([](platform::UserDefaults& preferences) {
-        EXPECT_FALSE(preferences.arrayForKey("Scheduler"));
-        preferences.setObjectForKey(platform::Array{1}, "Scheduler");
-        preferences.synchronize();
-    });
-    accessAppGroupPlist([](platform::UserDefaults& preferences) {
-        EXPECT_EQ(preferences.arrayForKey("Scheduler")->size(), 1U);
-    });
-}
-
-TEST(AppGroup, TheCallbackStillRunsWhereThereCanBeNoContainer) {
-    const TestHome home;
+TEST_F(AppGroup, TheCallbackStillRunsWhereThereCanBeNoContainer) {
     std::filesystem::remove_all(home.path("data"));
     ASSERT_TRUE(std::filesystem::create_directories(home.path("elsewhere")));
     std::filesystem::create_symlink("/dev/null", home.path("data")); // a path below it can never be made

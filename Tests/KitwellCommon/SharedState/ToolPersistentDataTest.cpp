@@ -72,11 +72,9 @@ TEST_F(ToolPersistentData, APermanentToolIsReadBackByAnotherProcessWithTheNamesA
     EXPECT_TRUE(std::filesystem::exists(cache + "Tool_Sample.app_com.corvalen.kitwell.Sample.tiff"));
     const std::string menuIcon = cache + "Menu_Sample.app_com.corvalen.kitwell.Sample.tiff";
     EXPECT_EQ(platform::extendedAttribute(menuIcon, "NSImage.isTemplate", 8), std::vector{std::byte{1}});
-    accessAppGroupPlist([](platform::UserDefaults& preferences) {
-        EXPECT_EQ(preferences.dictionaryForKey("ToolPersistentData"),
-                  (platform::Dictionary{{"com.corvalen.kitwell.Sample_Sample.app",
-                                         platform::Dictionary{{"Permanent", true}, {"MenuText", "Grüße"}}}}));
-    });
+    EXPECT_EQ(platform::UserDefaults(kAppGroupIdentifier).dictionaryForKey("ToolPersistentData"),
+              (platform::Dictionary{{"com.corvalen.kitwell.Sample_Sample.app",
+                                     platform::Dictionary{{"Permanent", true}, {"MenuText", "Grüße"}}}}));
 }
 
 TEST_F(ToolPersistentData, ALaterRunKeepsWhatItDidNotSet) {
@@ -119,12 +117,10 @@ TEST_F(ToolPersistentData, AnotherBundleFileNameIsAnotherTool) {
 }
 
 TEST_F(ToolPersistentData, WhatIsNoPictureOrNoEntryReadsAsNone) {
-    accessAppGroupPlist([](platform::UserDefaults& preferences) {
-        preferences.setObjectForKey(
+    platform::UserDefaults(kAppGroupIdentifier)
+        .setObjectForKey(
             platform::Dictionary{{"com.corvalen.kitwell.Sample_Sample.app", platform::Array{true}}},
             "ToolPersistentData");
-        preferences.synchronize();
-    });
     EXPECT_FALSE(reader.isPermanent());
     EXPECT_FALSE(reader.menuText());
     const ToolPersistentDataReader hostile("../../../Sample.app", "../../evil");

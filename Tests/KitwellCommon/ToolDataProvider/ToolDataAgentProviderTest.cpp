@@ -3,9 +3,9 @@
 #include "KitwellCommon/SharedState/AppGroup.h"
 #include "KitwellCommon/ToolDataProvider/ToolDataAgentProvider.h"
 #include "KitwellPlatform/Files/AtomicFile.h"
-#include "KitwellPlatform/Logging/Log.h"
 #include "KitwellPlatform/Ports/PortNameServer.h"
 #include "Support/ChildProcess.h"
+#include "Support/LogLines.h"
 #include "Support/TestHome.h"
 #include "Support/Traffic.h"
 
@@ -36,11 +36,9 @@ void receive(std::uint32_t msgid, std::vector<Data> components) {
 }
 
 void persist(const platform::Dictionary& entry) {
-    accessAppGroupPlist([&](platform::UserDefaults& preferences) {
-        preferences.setObjectForKey(platform::Dictionary{{"com.corvalen.kitwell.Sample_Sample.app", entry}},
-                                    kToolPersistentData);
-        preferences.synchronize();
-    });
+    platform::UserDefaults(kAppGroupIdentifier)
+        .setObjectForKey(platform::Dictionary{{"com.corvalen.kitwell.Sample_Sample.app", entry}},
+                         kToolPersistentData);
 }
 
 } // namespace
@@ -60,68 +58,47 @@ protected:
 
     const TestHome home;
     const std::shared_ptr<ToolDataAgentProvider> tool = ToolDataAgentProvider::create();
+    ToolDataServerProvider& service = ToolDataServerProvider::sharedInstance();
 };
 
 TEST_F(Agent, MessagesSetExactlyWhatTheySayAndMalformedOnesAreIgnoredWhole) {
     const Data id(kPath);
+    struct State {
+        const char* toolIcon = "tool"; // the pixel, empty for none
+        const char* menuIcon = "menu";
+        bool isTemplate = true;
+        const char* text = "text";
+        ToolStatus status = ToolStatusPermanent;
+        bool wasLaunched = false;
+    };
     struct Case {
         const char* name;
         std::uint32_t msgid;
         std::vector<Data> components;
-        const char* toolIcon; // the pixel after the message, empty for none
-        const char* menuIcon;
-        bool isTemplate;
-        const char* text;
-        ToolStatus status;
-        bool wasLaunched;
+        State after;
     };
-    const std::string_view shortStatus("\2\0\0\0\0\0\0", 7);
+    const Data shortStatus(std::string_view("\2\0\0\0\0\0\0", 7));
     const Case cases[] = {
-        {"nothing changes without components", 101, {}, "tool", "menu", true, "text", 2, false},
-        {"icon", 101, {id, picture("TOOL")}, "TOOL", "menu", true, "text", 2, false},
-        {"icon cleared", 101, {id}, "", "menu", true, "text", 2, false},
-        {"what is no picture is none", 101, {id, Data("x")}, "", "menu", true, "text", 2, false},
-        {"menu icon without flag", 102, {id, picture("MENU")}, "tool", "MENU", false, "text", 2, false},
-        {"menu icon, template",
-         102,
-         {id, picture("MENU"), Data("\7")},
-         "tool",
-         "MENU",
-         true,
-         "text",
-         2,
-         false},
-        {"menu icon, flag of no bytes",
-         102,
-         {id, picture("MENU"), Data()},
-         "tool",
-         "menu",
-         true,
-         "text",
-         2,
-         false},
-        {"menu icon missing", 102, {id}, "tool", "menu", true, "text", 2, false},
-        {"text", 108, {id, Data("new")}, "tool", "menu", true, "new", 2, false},
-        {"empty text is a text", 108, {id, Data()}, "tool", "menu", true, "", 2, false},
-        {"text missing", 108, {id}, "tool", "menu", true, "text", 2, false},
-        {"status", 100, {id, status(0)}, "tool", "menu", true, "text", 0, true},
-        {"status on, out of reach, is off", 100, {id, status(1)}, "tool", "menu", true, "text", 0, true},
-        {"unknown status is kept", 100, {id, status(77)}, "tool", "menu", true, "text", 77, true},
-        {"status missing", 100, {id}, "tool", "menu", true, "text", 2, false},
-        {"status too short", 100, {id, Data(shortStatus)}, "tool", "menu", true, "text", 2, false},
-        {"not UTF-8", 108, {Data("\xff\xfe"), Data("new")}, "tool", "menu", true, "text", 2, false},
-        {"letter case",
-         108,
-         {Data("/tools/sample.app"), Data("new")},
-         "tool",
-         "menu",
-         true,
-         "text",
-         2,
-         false},
-        {"a message for tools", 103, {id, status(1)}, "tool", "menu", true, "text", 2, false},
-        {"unknown", 109, {id, status(1)}, "tool", "menu", true, "text", 2, false},
-    };
+        {"no components", 101, {}, {}},
+        {"icon", 101, {id, picture("TOOL")}, {.toolIcon = "TOOL"}},
+        {"icon cleared", 101, {id}, {.toolIcon = ""}},
+        {"what is no picture is none", 101, {id, Data("x")}, {.toolIcon = ""}},
+        {"menu icon without flag", 102, {id, picture("MENU")}, {.menuIcon = "MENU", .isTemplate = false}},
+        {"menu icon, template", 102, {id, picture("MENU"), Data("\7")}, {.menuIcon = "MENU"}},
+        {"menu icon, flag of no bytes", 102, {id, picture("MENU"), Data()}, {}},
+        {"menu icon missing", 102, {id}, {}},
+        {"text", 108, {id, Data("new")}, {.text = "new"}},
+        {"empty text is a text", 108, {id, Data()}, {.text = ""}},
+        {"text missing", 108, {id}, {}},
+        {"status", 100, {id, status(0)}, {.status = 0, .wasLaunched = true}},
+        {"status on, out of reach, is off", 100, {id, status(1)}, {.status = 0, .wasLaunched = true}},
+        {"unknown status is kept", 100, {id, status(77)}, {.status = 77, .wasLaunched = true}},
+        {"status missing", 100, {id}, {}},
+        {"status too short", 100, {id, shortStatus}, {}},
+        {"not UTF-8", 108, {Data("\xff\xfe"), Data("new")}, {}},
+        {"letter case", 108, {Data("/tools/sample.app"), Data("new")}, {}},
+        {"a message for tools", 103, {id, status(1)}, {}},
+        {"unknown", 109, {id, status(1)}, {}}};
     for (const Case& one : cases) {
         SCOPED_TRACE(one.name);
         platform::Image menuIcon = dot("menu");
@@ -135,17 +112,16 @@ TEST_F(Agent, MessagesSetExactlyWhatTheySayAndMalformedOnesAreIgnoredWhole) {
         const auto pixel = [](const std::optional<platform::Image>& image) {
             return image ? std::string(image->representations().at(0).pixels.text()) : std::string();
         };
-        EXPECT_EQ(pixel(tool->toolIcon()), one.toolIcon);
-        EXPECT_EQ(pixel(tool->menuIcon()), one.menuIcon);
-        EXPECT_EQ(tool->menuIcon()->isTemplate(), one.isTemplate);
-        EXPECT_EQ(tool->menuText(), one.text);
-        EXPECT_EQ(tool->status(), one.status);
-        EXPECT_EQ(tool->wasLaunched(), one.wasLaunched);
+        EXPECT_EQ(pixel(tool->toolIcon()), one.after.toolIcon);
+        EXPECT_EQ(pixel(tool->menuIcon()), one.after.menuIcon);
+        EXPECT_EQ(tool->menuIcon()->isTemplate(), one.after.isTemplate);
+        EXPECT_EQ(tool->menuText(), one.after.text);
+        EXPECT_EQ(tool->status(), one.after.status);
+        EXPECT_EQ(tool->wasLaunched(), one.after.wasLaunched);
     }
 }
 
 TEST_F(Agent, TheRegistryKeepsDuplicatesReachesEachProxyAndForgetsAllOfThem) {
-    ToolDataServerProvider& service = ToolDataServerProvider::sharedInstance();
     const auto twin = ToolDataAgentProvider::create();
     twin->setupWithToolURL(platform::FileUrl(std::string(kPath) + "/"), "com.corvalen.kitwell.Sample");
     service.addTool(twin);
@@ -163,7 +139,6 @@ TEST_F(Agent, TheRegistryKeepsDuplicatesReachesEachProxyAndForgetsAllOfThem) {
 TEST_F(Agent, AHandlerMayEmptyTheRegistryWhileAMessageIsHandedOut) {
     const auto twin = ToolDataAgentProvider::create();
     twin->setupWithToolURL(platform::FileUrl(kPath), "com.corvalen.kitwell.Sample");
-    ToolDataServerProvider& service = ToolDataServerProvider::sharedInstance();
     const auto removeAll = platform::NotificationCenter::defaultCenter().observe(
         kToolDataAgentProviderDidChangeNotification, tool.get(), [&](const platform::Notification&) {
             service.removeTool(tool.get());
@@ -196,13 +171,6 @@ TEST_F(Agent, AToolPortThatOpensIsToldTheFlagsBeforeTheCommand) {
     EXPECT_TRUE(port.received.at(5).components.empty());
 }
 
-TEST_F(Agent, AStatusMessageOpensTheToolPort) {
-    RecordingPort port(toolPortName(kPath));
-    receive(100, {Data(kPath), status(ToolStatusOn)});
-    EXPECT_EQ(tool->status(), ToolStatusOn);
-    EXPECT_EQ(port.waitFor(2), (Identifiers{101, 102}));
-}
-
 TEST_F(Agent, AKilledToolIsForgottenAtOnceAndItsStatusRevised) {
     struct Case {
         ToolStatus before, after;
@@ -212,8 +180,7 @@ TEST_F(Agent, AKilledToolIsForgottenAtOnceAndItsStatusRevised) {
     for (const Case& one :
          {Case{ToolStatusOn, ToolStatusOff, "live"}, Case{ToolStatusPermanent, ToolStatusPermanent, "stored"},
           Case{ToolStatusOff, ToolStatusOff, "live"}}) {
-        ChildProcess process = ChildProcess::body("sampleToolPort");
-        ASSERT_TRUE(process.waitForLine("published"));
+        ChildProcess process = ChildProcess::started("sampleToolPort");
         tool->setMenuIcon(dot("live"));
         tool->setMenuText("live");
         tool->setStatus(one.before);
@@ -229,12 +196,10 @@ TEST_F(Agent, AKilledToolIsForgottenAtOnceAndItsStatusRevised) {
 }
 
 TEST_F(Agent, AToolThatWasRestartedAtOnceIsFoundAgainWhenItsOldPortDies) {
-    ChildProcess process = ChildProcess::body("sampleToolPort");
-    ASSERT_TRUE(process.waitForLine("published"));
+    ChildProcess process = ChildProcess::started("sampleToolPort");
     tool->setStatus(ToolStatusOn);
     const auto before = tool->toolPort();
-    process.signal(SIGKILL);
-    process.wait();
+    process.kill();
     RecordingPort restarted(toolPortName(kPath));
     ASSERT_TRUE(turnLoopUntil([&] { return tool->toolPort() != before; }));
     EXPECT_TRUE(tool->toolPort());
@@ -255,22 +220,18 @@ TEST_F(Agent, AProxyThatIsRemovedWhileItTellsOfAChangeLivesUntilItHasDone) {
 }
 
 TEST_F(Agent, ASendToADeadToolIsLoggedOnceAndAnswersNo) {
-    std::vector<std::string> lines;
-    platform::setLogSink([&](std::string_view line) { lines.emplace_back(line); });
-    ChildProcess process = ChildProcess::body("sampleToolPort");
-    ASSERT_TRUE(process.waitForLine("published"));
+    const LogLines log;
+    ChildProcess process = ChildProcess::started("sampleToolPort");
     ASSERT_TRUE(tool->ensureToolPortOpen());
-    process.signal(SIGKILL);
-    process.wait();
+    process.kill();
     EXPECT_FALSE(tool->sendCommand(ToolMessageTurnOff, std::nullopt)); // its death has not been told yet
     EXPECT_FALSE(tool->toolPort());
     EXPECT_FALSE(tool->sendCommand(ToolMessageTurnOff, std::nullopt))
         << "a port that cannot be found is not logged";
-    platform::setLogSink(nullptr);
-    ASSERT_EQ(lines.size(), 1U);
-    EXPECT_TRUE(lines[0].starts_with(
+    ASSERT_EQ(log.lines.size(), 1U);
+    EXPECT_TRUE(log.lines[0].starts_with(
         "Failed to send Command to Agent port. Exception: InvalidSendPortException Reason: "))
-        << lines[0];
+        << log.lines[0];
 }
 
 TEST_F(Agent, AToolThatDoesNotRunIsShownFromItsPersistedDataOnlyWhenItIsPermanent) {
@@ -290,13 +251,6 @@ TEST_F(Agent, AToolThatDoesNotRunIsShownFromItsPersistedDataOnlyWhenItIsPermanen
     tool->setPermanentIcons();
     EXPECT_EQ(tool->menuIcon()->representations(), dot("MENU").representations());
     EXPECT_FALSE(tool->wasLaunched());
-}
-
-TEST_F(Agent, ARequestForAccessIsAlwaysAnswered) {
-    RecordingPort port(toolPortName(kPath));
-    receive(106, {Data(kPath), Data("/root"), Data("why")});
-    EXPECT_EQ(port.waitFor(3), (Identifiers{101, 102, 106}));
-    EXPECT_TRUE(port.received.at(2).components.empty());
 }
 
 TEST(ToolPortName, IsTheHashOfThePathInLowerCaseHexadecimalWithoutLeadingZeros) {

@@ -9,10 +9,10 @@
 #include "KitwellPlatform/Applications/Application.h"
 #include "KitwellPlatform/Applications/Bundle.h"
 #include "KitwellPlatform/Files/Bookmark.h"
-#include "KitwellPlatform/Logging/Log.h"
 #include "KitwellPlatform/Ports/PortNameServer.h"
 #include "KitwellPlatform/Values/Text.h"
 #include "Support/ChildProcess.h"
+#include "Support/LogLines.h"
 #include "Support/TestHome.h"
 #include "Support/Traffic.h"
 
@@ -209,35 +209,15 @@ TEST_F(Client, ASandboxReplyIsThePathOfItsBookmarkOrNothing) {
     }
 }
 
-TEST(ClientAlone, WithoutAnAgentNothingIsSentAndARestartedAgentIsFoundAgain) {
-    const TestHome home;
-    ToolDataClientProvider client;
-    client.setToolStatus(ToolStatusOn);
-    EXPECT_FALSE(client.isAgentConnected());
-    EXPECT_FALSE(client.launchAgentIfNeeded()) << "there is no agent to launch";
-    for (int life = 0; life < 2; ++life) {
-        auto agent = std::make_unique<RecordingPort>(kAgentPortName);
-        EXPECT_TRUE(client.launchAgentIfNeeded());
-        client.setToolIconNeeded(true);
-        client.sendStatus();
-        EXPECT_EQ(agent->waitFor(1), Identifiers{100});
-        EXPECT_TRUE(client.isAgentConnected());
-        agent.reset();
-        EXPECT_TRUE(turnLoopUntil([&] { return !client.isAgentConnected(); })) << "its death was not noticed";
-    }
-    EXPECT_TRUE(client.toolIconNeeded());
-}
+class ClientAlone : public InTestHome {};
 
-TEST(ClientAlone, StartsFromThePersistedPermanenceWithoutAMessageOrAWrite) {
-    const TestHome home;
+TEST_F(ClientAlone, StartsFromThePersistedPermanenceWithoutAMessageOrAWrite) {
     const std::string key = platform::formatText("%@_%@", platform::Bundle::main().identifier(),
                                                  platform::Bundle::main().bundleUrl().lastPathComponent());
-    accessAppGroupPlist([&](platform::UserDefaults& preferences) {
-        preferences.setObjectForKey(
+    platform::UserDefaults(kAppGroupIdentifier)
+        .setObjectForKey(
             platform::Dictionary{{key, platform::Dictionary{{kToolPermanent, true}, {kMenuText, "stored"}}}},
             kToolPersistentData);
-        preferences.synchronize();
-    });
     RecordingPort agent(kAgentPortName);
     ToolDataClientProvider client;
     EXPECT_EQ(client.toolStatus(), ToolStatusPermanent);
@@ -255,41 +235,29 @@ CHILD_BODY(deafAgent) {
     return 0;
 }
 
-TEST(ClientAlone, ASendToADeadAgentIsLoggedWithItsOwnTextAndNotRepeated) {
-    const TestHome home;
+TEST_F(ClientAlone, ASendToADeadAgentIsLoggedWithItsOwnTextAndNotRepeated) {
     ToolDataClientProvider client;
     client.setMenuIcon(dot());
     client.setMenuText("t");
-    struct Case {
-        void (ToolDataClientProvider::*send)();
-        const char* text;
-    };
-    for (const Case& one :
-         {Case{&ToolDataClientProvider::sendStatus, "Failed to send Status to Agent port. Exception: "},
-          Case{&ToolDataClientProvider::sendToolIcon, "Failed to send Icon to Agent port. Exception: "},
-          Case{&ToolDataClientProvider::sendMenuIcon, "Failed to send Menu Icon to Agent port. Exception: "},
-          Case{&ToolDataClientProvider::sendMenuText,
-               "Failed to send Menu text to Agent port. Exception: "}}) {
-        ChildProcess agent = ChildProcess::body("deafAgent");
-        ASSERT_TRUE(agent.waitForLine("published"));
+    for (const auto& [send, text] :
+         {std::pair{&ToolDataClientProvider::sendStatus, "Failed to send Status to Agent port. Exception: "},
+          {&ToolDataClientProvider::sendToolIcon, "Failed to send Icon to Agent port. Exception: "},
+          {&ToolDataClientProvider::sendMenuIcon, "Failed to send Menu Icon to Agent port. Exception: "},
+          {&ToolDataClientProvider::sendMenuText, "Failed to send Menu text to Agent port. Exception: "}}) {
+        ChildProcess agent = ChildProcess::started("deafAgent");
         ASSERT_TRUE(client.checkAgentPort());
-        agent.signal(SIGKILL);
-        agent.wait();
-        std::vector<std::string> lines;
-        platform::setLogSink([&](std::string_view line) { lines.emplace_back(line); });
-        (client.*one.send)();
-        (client.*one.send)();
-        platform::setLogSink(nullptr);
-        ASSERT_EQ(lines.size(), 1U) << one.text;
-        EXPECT_TRUE(lines[0].starts_with(one.text)) << lines[0];
+        agent.kill();
+        const LogLines log;
+        (client.*send)();
+        (client.*send)();
+        ASSERT_EQ(log.lines.size(), 1U) << text;
+        EXPECT_TRUE(log.lines[0].starts_with(text)) << log.lines[0];
         EXPECT_FALSE(client.isAgentConnected());
     }
 }
 
-TEST(ClientAlone, AnAgentThatDoesNotReadHoldsAToolUpForHalfASecondAtMost) {
-    const TestHome home;
-    ChildProcess agent = ChildProcess::body("deafAgent");
-    ASSERT_TRUE(agent.waitForLine("published"));
+TEST_F(ClientAlone, AnAgentThatDoesNotReadHoldsAToolUpForHalfASecondAtMost) {
+    ChildProcess agent = ChildProcess::started("deafAgent");
     ToolDataClientProvider client;
     client.setMenuText(std::string(60000, 't'));
     const auto secondsOfASend = [&] {

@@ -51,13 +51,14 @@ CHILD_BODY(waitsForItsEnd) {
     return code;
 }
 
-TEST(Application, ASignalEndsItTheOrderlyWayFromEveryPassOfTheLoop) {
+class ApplicationTest : public InTestHome {};
+class RunningApplicationTest : public InTestHome {};
+
+TEST_F(ApplicationTest, ASignalEndsItTheOrderlyWayFromEveryPassOfTheLoop) {
     for (const int signal : {SIGTERM, SIGINT, SIGHUP}) {
         for (const char* pass : {"in the outermost pass", "in a nested pass", "in a modal pass"}) {
             SCOPED_TRACE(pass + std::string(" by signal ") + std::to_string(signal));
-            const TestHome home;
-            auto application = ChildProcess::body("waitsForItsEnd", {pass});
-            ASSERT_TRUE(application.waitForLine("launched"));
+            auto application = ChildProcess::started("waitsForItsEnd", {pass});
             application.signal(signal);
             EXPECT_TRUE(application.waitForLine("persisted"));
             EXPECT_TRUE(application.waitForLine("gone"));
@@ -81,8 +82,7 @@ CHILD_BODY(endsBeforeItRuns) {
     return code;
 }
 
-TEST(Application, OneThatIsEndedBeforeItRunsReturnsAtOnceAndTellsSoOnce) {
-    const TestHome home;
+TEST_F(ApplicationTest, OneThatIsEndedBeforeItRunsReturnsAtOnceAndTellsSoOnce) {
     auto application = ChildProcess::body("endsBeforeItRuns");
     EXPECT_EQ(application.readLine(), "0 1");
     EXPECT_EQ(application.wait(), 0);
@@ -93,8 +93,7 @@ CHILD_BODY(runs) {
     return Application::shared().run();
 }
 
-TEST(RunningApplication, OneThatIsKilledDisappearsAtOnceWithItsFileAndNoOther) {
-    const TestHome home;
+TEST_F(RunningApplicationTest, OneThatIsKilledDisappearsAtOnceWithItsFileAndNoOther) {
     const std::string program = makeTestBundle(home.path("data"), "child-runs", "sample.runs");
     auto first = ChildProcess::program(program);
     auto second = ChildProcess::body("runs"); // outside any bundle
@@ -113,8 +112,7 @@ TEST(RunningApplication, OneThatIsKilledDisappearsAtOnceWithItsFileAndNoOther) {
     EXPECT_EQ(FileManager::namesInFolder(home.path("run/kitwell/applications")).size(), 1U);
 }
 
-TEST(RunningApplication, AFileThatLiesOrIsDamagedIsNoApplication) {
-    const TestHome home;
+TEST_F(RunningApplicationTest, AFileThatLiesOrIsDamagedIsNoApplication) {
     const std::string folder = *SearchPaths::runtimeFolder() + "/applications/";
     ASSERT_TRUE(FileManager::createFolder(folder));
     const std::pair<std::string, std::string> rows[] = {
@@ -154,8 +152,7 @@ CHILD_BODY(opensEverythingAndBecomesAnother) {
     return Application::shared().run();
 }
 
-TEST(Application, NoDescriptorOfOursIsInheritedByAProgramThatIsExecuted) {
-    const TestHome home;
+TEST_F(ApplicationTest, NoDescriptorOfOursIsInheritedByAProgramThatIsExecuted) {
     // The fourth is the one that reads the list.
     EXPECT_EQ(ChildProcess::body("opensEverythingAndBecomesAnother").readLine(), "0 1 2 3 ");
 }

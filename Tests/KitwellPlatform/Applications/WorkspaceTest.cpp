@@ -51,8 +51,10 @@ CHILD_BODY(reports) {
     return Application::shared().run();
 }
 
-TEST(Workspace, ALaunchedApplicationInheritsNothingOfItsStarterAndIsCollected) {
-    const TestHome home;
+class WorkspaceTest : public InTestHome {};
+class BundleTest : public InTestHome {};
+
+TEST_F(WorkspaceTest, ALaunchedApplicationInheritsNothingOfItsStarterAndIsCollected) {
     makeTestBundle(home.path(kApplications), "child-reports", "sample.reports");
     const int leaky = ::fcntl(STDERR_FILENO, F_DUPFD, 100); // as another library would open it
     sigset_t blocked;
@@ -71,8 +73,7 @@ TEST(Workspace, ALaunchedApplicationInheritsNothingOfItsStarterAndIsCollected) {
     EXPECT_TRUE(endLaunched(*process)) << "a zombie was left";
 }
 
-TEST(Workspace, AnApplicationThatRunsIsNotStartedASecondTime) {
-    const TestHome home;
+TEST_F(WorkspaceTest, AnApplicationThatRunsIsNotStartedASecondTime) {
     makeTestBundle(home.path(kApplications), "child-reports", "sample.reports");
     const std::string path = testBundlePath(home.path(kApplications), "child-reports");
     std::filesystem::create_directory_symlink(path, home.path("Link.app"));
@@ -103,8 +104,7 @@ CHILD_BODY(findsApplications) {
     return 0;
 }
 
-TEST(Workspace, TheSiblingsOfTheMainBundleComeFirstAndNothingIsListedTwice) {
-    const TestHome home;
+TEST_F(WorkspaceTest, TheSiblingsOfTheMainBundleComeFirstAndNothingIsListedTwice) {
     makeTestBundle(home.path(kApplications), "Wanted", "sample.wanted");
     makeTestBundle(home.path("suite"), "Wanted", "sample.wanted");
     const std::string sibling = makeTestBundle(home.path("suite"), "Main", "sample.main");
@@ -118,8 +118,7 @@ TEST(Workspace, TheSiblingsOfTheMainBundleComeFirstAndNothingIsListedTwice) {
               "/data/Kitwell/Applications/Main.app " + kept + " " + kept);
 }
 
-TEST(Workspace, WhatCannotBeExecutedIsAnErrorAndStartsNothing) {
-    const TestHome home;
+TEST_F(WorkspaceTest, WhatCannotBeExecutedIsAnErrorAndStartsNothing) {
     const std::string executable = makeTestBundle(home.path(kApplications), "Broken", "sample.broken");
     const auto code = [] {
         const auto process = Workspace::launchApplication("sample.broken", LaunchOptions::Default);
@@ -137,8 +136,7 @@ TEST(Workspace, WhatCannotBeExecutedIsAnErrorAndStartsNothing) {
     EXPECT_FALSE(FileManager::fileExists(home.path("ran")));
 }
 
-TEST(Bundle, KeysThatLieNeverNameAnExecutableOutsideTheBundle) {
-    const TestHome home;
+TEST_F(BundleTest, KeysThatLieNeverNameAnExecutableOutsideTheBundle) {
     std::filesystem::create_directories(home.path("Sample.app/Contents"));
     const struct {
         std::string info, identifier, executable;

@@ -1,6 +1,4 @@
-#include <csignal>
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -38,8 +36,9 @@ CHILD_BODY(replacesAgainAndAgain) {
     return 0;
 }
 
-TEST(AtomicFile, AReaderNeverSeesHalfAReplacement) {
-    const TestHome home;
+class AtomicFile : public InTestHome {};
+
+TEST_F(AtomicFile, AReaderNeverSeesHalfAReplacement) {
     ASSERT_TRUE(replaceWith(home.path("file"), std::string(300'000, 'a')));
     auto writer = ChildProcess::body("replacesAgainAndAgain", {home.path("file")});
     int ending = -1;
@@ -51,22 +50,6 @@ TEST(AtomicFile, AReaderNeverSeesHalfAReplacement) {
     EXPECT_EQ(ending, 0);
 }
 
-CHILD_BODY(replacesOnFullDisk) {
-    ::signal(SIGXFSZ, SIG_IGN);
-    const rlimit limit{4096, 4096};
-    ::setrlimit(RLIMIT_FSIZE, &limit);
-    const auto replaced = replaceWith(arguments[0], std::string(10'000, 'n'));
-    return !replaced && replaced.error().code == EFBIG ? 0 : 1;
-}
-
-TEST(AtomicFile, AFullDiskLeavesTheOldContentAndNoTemporaryFile) {
-    const TestHome home;
-    ASSERT_TRUE(replaceWith(home.path("data/file"), "old"));
-    EXPECT_EQ(ChildProcess::body("replacesOnFullDisk", {home.path("data/file")}).wait(), 0);
-    EXPECT_EQ(contentOf(home.path("data/file")), "old");
-    EXPECT_EQ(FileManager::namesInFolder(home.path("data")), std::vector<std::string>{"file"});
-}
-
 CHILD_BODY(replacesWithoutUmask) {
     ::umask(0);
     if (::geteuid() == 0 && (::setgid(65534) != 0 || ::setuid(65534) != 0))
@@ -74,8 +57,7 @@ CHILD_BODY(replacesWithoutUmask) {
     return replaceWith(arguments[0] + "/old", "new") && replaceWith(arguments[0] + "/new", "new") ? 0 : 1;
 }
 
-TEST(AtomicFile, RightsAreKeptButNeverMadeWiderNorHandedToAnotherGroup) {
-    const TestHome home;
+TEST_F(AtomicFile, RightsAreKeptButNeverMadeWiderNorHandedToAnotherGroup) {
     ASSERT_TRUE(replaceWith(home.path("data/old"), "old"));
     ASSERT_EQ(::chmod(home.path("data/old").c_str(), 0664), 0);
     ASSERT_EQ(::chmod(home.path().c_str(), 0755) + ::chmod(home.path("data").c_str(), 0777), 0);
@@ -86,8 +68,7 @@ TEST(AtomicFile, RightsAreKeptButNeverMadeWiderNorHandedToAnotherGroup) {
     EXPECT_EQ(statusOf(home.path("data/new")).st_mode & 07777U, 0600U);
 }
 
-TEST(AtomicFile, ASymlinkIsFollowedAndStays) {
-    const TestHome home;
+TEST_F(AtomicFile, ASymlinkIsFollowedAndStays) {
     ASSERT_EQ(::symlink("data/first", home.path("link").c_str()), 0);
     ASSERT_EQ(::symlink("second", home.path("data/first").c_str()), 0);
     ASSERT_TRUE(replaceWith(home.path("link"), "created at the end of the chain"));
@@ -96,8 +77,7 @@ TEST(AtomicFile, ASymlinkIsFollowedAndStays) {
     EXPECT_TRUE(S_ISREG(statusOf(home.path("data/second")).st_mode));
 }
 
-TEST(AtomicFile, WhatIsNoFileOrTooLargeIsRefusedWithoutWaitingOrTakingMemory) {
-    const TestHome home;
+TEST_F(AtomicFile, WhatIsNoFileOrTooLargeIsRefusedWithoutWaitingOrTakingMemory) {
     ASSERT_EQ(::mkfifo(home.path("fifo").c_str(), 0600), 0);
     ASSERT_TRUE(replaceWith(home.path("huge"), ""));
     ASSERT_EQ(::truncate(home.path("huge").c_str(), off_t{1} << 42), 0);

@@ -28,21 +28,20 @@ CHILD_BODY(holdsLock) {
     return 0;
 }
 
-TEST(LockedFile, OneHolderExcludesOtherProcessesUntilItIsKilled) {
-    const TestHome home;
+class LockedFileTest : public InTestHome {};
+
+TEST_F(LockedFileTest, OneHolderExcludesOtherProcessesUntilItIsKilled) {
     for (const auto& [kind, path] :
          {std::pair{"file", home.path("lock")}, std::pair{"folder", home.path()}}) {
         SCOPED_TRACE(kind);
-        auto holder = ChildProcess::body("holdsLock", {kind, path});
-        ASSERT_TRUE(holder.waitForLine("locked"));
+        auto holder = ChildProcess::started("holdsLock", {kind, path});
         EXPECT_EQ(lock(kind, path, LockedFile::Wait::Never).error().code, EWOULDBLOCK);
         holder.signal(SIGKILL);
         EXPECT_TRUE(lock(kind, path, LockedFile::Wait::ForLock));
     }
 }
 
-TEST(LockedFile, NeitherASymlinkNorATakenNameIsWrittenThrough) {
-    const TestHome home;
+TEST_F(LockedFileTest, NeitherASymlinkNorATakenNameIsWrittenThrough) {
     ASSERT_EQ(::symlink(home.path("victim").c_str(), home.path("data/link").c_str()), 0);
     EXPECT_FALSE(LockedFile::lockFile(home.path("data/link")));
     EXPECT_FALSE(LockedFile::createLocked(home.path("data/link"), "x"));
@@ -62,8 +61,7 @@ CHILD_BODY(createsLockedFiles) {
     return 0;
 }
 
-TEST(LockedFile, ACreatedFileIsNeverSeenUnlockedOrHalfWritten) {
-    const TestHome home;
+TEST_F(LockedFileTest, ACreatedFileIsNeverSeenUnlockedOrHalfWritten) {
     const std::string path = home.path("created");
     auto creator = ChildProcess::body("createsLockedFiles", {path});
     int ending = -1;

@@ -11,8 +11,9 @@
 using namespace kitwell::platform;
 using namespace kitwell::test;
 
-TEST(SearchPaths, PrivateFoldersAreMadePrivateWhateverTheUmask) {
-    const TestHome home;
+class SearchPathsTest : public InTestHome {};
+
+TEST_F(SearchPathsTest, PrivateFoldersAreMadePrivateWhateverTheUmask) {
     const mode_t before = ::umask(0);
     const auto runtime = SearchPaths::runtimeFolder();
     const auto temporary = SearchPaths::temporaryFolder();
@@ -33,7 +34,7 @@ TEST(SearchPaths, PrivateFoldersAreMadePrivateWhateverTheUmask) {
     }
 }
 
-TEST(SearchPaths, ARuntimeFolderThatSomebodyMayHavePlantedIsRefused) {
+TEST_F(SearchPathsTest, ARuntimeFolderThatSomebodyMayHavePlantedIsRefused) {
     using Text = const std::string&;
     const std::pair<const char*, bool (*)(Text good, Text place)> plants[] = {
         {"a symlink to a folder that would do",
@@ -46,8 +47,9 @@ TEST(SearchPaths, ARuntimeFolderThatSomebodyMayHavePlantedIsRefused) {
          }},
     };
     for (const auto& [plant, make] : plants) {
-        const TestHome home;
         SCOPED_TRACE(plant);
+        std::filesystem::remove_all(home.path("good"));
+        std::filesystem::remove_all(home.path("run/kitwell"));
         ASSERT_EQ(::mkdir(home.path("good").c_str(), 0700), 0);
         if (!make(home.path("good"), home.path("run/kitwell")) && ::geteuid() != 0)
             continue; // only root can give a folder away
@@ -65,12 +67,11 @@ CHILD_BODY(printsFallbackRuntimeFolder) {
     return 0;
 }
 
-TEST(SearchPaths, ASymlinkPlantedInTheSharedTemporaryFolderCatchesNobody) {
+TEST_F(SearchPathsTest, ASymlinkPlantedInTheSharedTemporaryFolderCatchesNobody) {
     if (::geteuid() != 0)
         GTEST_SKIP() << "only root can act for another user";
     const uid_t user = 64123; // nobody's, so that the real folder of no user is touched
     const std::string place = "/tmp/kitwell-" + std::to_string(user);
-    const TestHome home;
     ASSERT_EQ(::chmod(home.path().c_str(), 0755), 0);
     ASSERT_EQ(::chown(home.path("data").c_str(), user, user), 0);
     ASSERT_EQ(::symlink(home.path("data").c_str(), place.c_str()), 0);
@@ -82,8 +83,7 @@ TEST(SearchPaths, ASymlinkPlantedInTheSharedTemporaryFolderCatchesNobody) {
     EXPECT_EQ(::rmdir(place.c_str()), 0);
 }
 
-TEST(SearchPaths, AnIdentifierCannotLeadOutOfTheContainersAndARelativeVariableIsIgnored) {
-    const TestHome home;
+TEST_F(SearchPathsTest, AnIdentifierCannotLeadOutOfTheContainersAndARelativeVariableIsIgnored) {
     for (const std::string_view identifier : {"", "..", "../../x", "a/b", "/etc"})
         EXPECT_FALSE(SearchPaths::groupContainer(identifier)) << identifier;
     ::setenv("XDG_DATA_HOME", "relative", 1);

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 #include <map>
 #include <sys/resource.h>
+#include <tuple>
 
 #include "KitwellPlatform/Images/Image.h"
 #include "Support/ChildProcess.h"
@@ -110,11 +111,7 @@ TEST(TiffCodec, EveryKindOfPixelBecomesRgbaWithUnassociatedAlpha) {
     std::string colours;
     for (const unsigned colour : {0x1010U, 0xffffU, 0x2020U, 0x8080U, 0x3030U, 0U})
         colours += number(colour);
-    const struct {
-        const char* kind;
-        Tiff tiff;
-        std::string expected;
-    } rows[] = {
+    const std::tuple<const char*, Tiff, std::string> rows[] = {
         {"grey", small(1, 1, raw("0080feff")), "000000ff808080fffefefeffffffffff"},
         {"grey, alpha described but not stored", small(1, 1, "aaaa", {{Extra, {2}}}),
          "616161ff616161ff616161ff616161ff"},
@@ -135,10 +132,10 @@ TEST(TiffCodec, EveryKindOfPixelBecomesRgbaWithUnassociatedAlpha) {
          small(2, 4, raw("ffff0000ffffff7f" + std::string(48, '0')), {{Bits, {16}}, {Extra, {2}}}),
          "ff00ff7f000000000000000000000000"},
     };
-    for (const auto& row : rows) {
-        const auto image = row.tiff.read();
-        ASSERT_TRUE(image) << row.kind;
-        EXPECT_EQ(image->representations().front().pixels.text(), raw(row.expected)) << row.kind;
+    for (const auto& [kind, tiff, expected] : rows) {
+        const auto image = tiff.read();
+        ASSERT_TRUE(image) << kind;
+        EXPECT_EQ(image->representations().front().pixels.text(), raw(expected)) << kind;
     }
 }
 

@@ -110,33 +110,33 @@ bool isCutOff(int socket) {
 // served all along; nothing that came along stays open.
 TEST(HostilePeer, IsCutOffWhileADecentPeerIsServed) {
     const TestHome home;
-    Inbox inbox("open");
+    RecordingPort inbox("open");
     const auto decent = names().portForName("open");
     ASSERT_TRUE(message(0).sendBeforeDate(*decent, soon()));
-    ASSERT_TRUE(inbox.waitFor(1));
+    ASSERT_EQ(inbox.waitFor(1).size(), 1U);
     const std::size_t before = openDescriptors();
     for (const Packet& hostile : hostilePackets()) {
         const FileDescriptor socket = rawConnection(socketPath(home, "open"));
         ASSERT_TRUE(sendRaw(socket.get(), hostile)) << hostile.what;
         sendRaw(socket.get(), {"a good packet behind it", packet({4}, 4)});
-        EXPECT_TRUE(runUntil([&] { return isCutOff(socket.get()); })) << hostile.what;
-        inbox.messages.clear();
+        EXPECT_TRUE(turnLoopUntil([&] { return isCutOff(socket.get()); })) << hostile.what;
+        inbox.received.clear();
         ASSERT_TRUE(message(77).sendBeforeDate(*decent, soon())) << hostile.what;
-        ASSERT_TRUE(inbox.waitFor(1)) << hostile.what;
-        EXPECT_EQ(inbox.messages[0].msgid, 77U) << hostile.what;
+        ASSERT_EQ(inbox.waitFor(1).size(), 1U) << hostile.what;
+        EXPECT_EQ(inbox.received[0].msgid, 77U) << hostile.what;
     }
     EXPECT_EQ(openDescriptors(), before);
     // The same road with nothing wrong is open.
     const FileDescriptor socket = rawConnection(socketPath(home, "open"));
     ASSERT_TRUE(sendRaw(socket.get(), {"good", packet({kLarge}, 0, ContentPlace::SharedMemory), 1}));
-    ASSERT_TRUE(inbox.waitFor(2));
-    EXPECT_EQ(inbox.messages[1].components[0].size(), kLarge);
+    ASSERT_EQ(inbox.waitFor(2).size(), 2U);
+    EXPECT_EQ(inbox.received[1].components[0].size(), kLarge);
 }
 
 CHILD_BODY(scarceReceiver) {
-    Inbox inbox("scarce");
-    kitwell::test::say("ready");
-    if (!inbox.waitFor(1))
+    RecordingPort inbox("scarce");
+    say("ready");
+    if (inbox.waitFor(1).size() != 1)
         return 1;
     const rlimit limit{64, 64};
     ::setrlimit(RLIMIT_NOFILE, &limit);
@@ -144,9 +144,9 @@ CHILD_BODY(scarceReceiver) {
     do
         fillers.emplace_back(::open("/dev/null", O_RDONLY | O_CLOEXEC));
     while (fillers.back());
-    kitwell::test::say("full");
+    say("full");
     const std::clock_t start = std::clock();
-    const bool served = inbox.waitFor(2);
+    const bool served = inbox.waitFor(2).size() == 2;
     return served && std::clock() - start < CLOCKS_PER_SEC / 5 ? 0 : 2;
 }
 
@@ -154,14 +154,13 @@ CHILD_BODY(scarceReceiver) {
 // spins.
 TEST(HostilePeer, ThatTakesAllDescriptorsStopsNeitherThePortNorItsPeers) {
     const TestHome home;
-    ChildProcess child = ChildProcess::body("scarceReceiver");
-    ASSERT_TRUE(child.waitForLine("ready"));
+    ChildProcess child = ChildProcess::started("scarceReceiver");
     const auto early = names().portForName("scarce");
     ASSERT_TRUE(message(1).sendBeforeDate(*early, soon()));
     ASSERT_TRUE(child.waitForLine("full"));
     for (int client = 0; client < 5; ++client) {
         const FileDescriptor late = rawConnection(socketPath(home, "scarce"));
-        EXPECT_TRUE(kitwell::test::waitUntil([&] { return isCutOff(late.get()); }));
+        EXPECT_TRUE(waitUntil([&] { return isCutOff(late.get()); }));
     }
     ASSERT_TRUE(message(2).sendBeforeDate(*early, soon()));
     EXPECT_EQ(child.wait(), 0);

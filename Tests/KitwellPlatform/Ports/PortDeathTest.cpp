@@ -31,21 +31,21 @@ std::string exceptionFrom(Port& port) {
 } // namespace
 
 CHILD_BODY(owner) {
-    Inbox inbox("mortal");
-    kitwell::test::say("ready");
-    return inbox.waitFor(1) && !kitwell::test::hear().empty() ? 0 : 1;
+    RecordingPort inbox("mortal");
+    say("ready");
+    return inbox.waitFor(1).size() == 1 && !hear().empty() ? 0 : 1;
 }
 
-TEST(PortDeath, AKilledOwnerIsToldOnceAndItsPortThrows) {
-    const TestHome home;
-    ChildProcess child = ChildProcess::body("owner");
-    ASSERT_TRUE(child.waitForLine("ready"));
+class PortDeath : public InTestHome {};
+
+TEST_F(PortDeath, AKilledOwnerIsToldOnceAndItsPortThrows) {
+    ChildProcess child = ChildProcess::started("owner");
     const auto port = names().portForName("mortal");
     ASSERT_TRUE(port);
     int told = 0;
     const auto subscription = onDeath(port.get(), [&](const Notification&) { ++told; });
     child.signal(SIGKILL);
-    EXPECT_TRUE(runUntil([&] { return told > 0; }, RunLoopMode::Modal));
+    EXPECT_TRUE(turnLoopUntil([&] { return told > 0; }, RunLoopMode::Modal));
     EXPECT_FALSE(port->isValid());
     EXPECT_EQ(exceptionFrom(*port), kInvalidSendPortException);
     port->invalidate();
@@ -54,9 +54,8 @@ TEST(PortDeath, AKilledOwnerIsToldOnceAndItsPortThrows) {
 }
 
 // The sender hears of the death by sending, before its loop runs; the observer drops the port.
-TEST(PortDeath, ASenderThatFindsTheOwnerDeadIsToldOnceAsWell) {
-    const TestHome home;
-    std::optional<Inbox> inbox(std::in_place, "withdrawn");
+TEST_F(PortDeath, ASenderThatFindsTheOwnerDeadIsToldOnceAsWell) {
+    std::optional<RecordingPort> inbox(std::in_place, "withdrawn");
     std::shared_ptr<Port> port = names().portForName("withdrawn");
     int told = 0;
     const auto subscription = onDeath(port.get(), [&](const Notification&) {
@@ -70,9 +69,9 @@ TEST(PortDeath, ASenderThatFindsTheOwnerDeadIsToldOnceAsWell) {
 }
 
 CHILD_BODY(speaker) {
-    Inbox mouth("mouth");
-    kitwell::test::say("ready");
-    kitwell::test::hear();
+    RecordingPort mouth("mouth");
+    say("ready");
+    hear();
     const auto ear = names().portForName("ear");
     for (std::uint32_t id = 0; id < kLastWords; ++id)
         message(id).sendBeforeDate(*ear, soon());
@@ -81,21 +80,19 @@ CHILD_BODY(speaker) {
 }
 
 // All is there before the loop runs: the connection to be accepted, a hundred messages, and the death.
-TEST(PortDeath, WhatTheDeadHadSentIsDeliveredBeforeItsDeathIsTold) {
-    const TestHome home;
-    Inbox ear("ear");
-    ChildProcess child = ChildProcess::body("speaker");
-    ASSERT_TRUE(child.waitForLine("ready"));
+TEST_F(PortDeath, WhatTheDeadHadSentIsDeliveredBeforeItsDeathIsTold) {
+    RecordingPort ear("ear");
+    ChildProcess child = ChildProcess::started("speaker");
     const auto mouth = names().portForName("mouth");
     ASSERT_TRUE(mouth);
     std::size_t heardAtDeath = 0;
     const auto subscription =
-        onDeath(mouth.get(), [&](const Notification&) { heardAtDeath = ear.messages.size(); });
+        onDeath(mouth.get(), [&](const Notification&) { heardAtDeath = ear.received.size(); });
     child.writeLine("speak");
     EXPECT_EQ(child.wait(), 128 + SIGKILL);
-    EXPECT_TRUE(runUntil([&] { return !mouth->isValid(); }));
+    EXPECT_TRUE(turnLoopUntil([&] { return !mouth->isValid(); }));
     EXPECT_EQ(heardAtDeath, kLastWords);
-    EXPECT_EQ(ear.messages.back().msgid, kLastWords - 1);
+    EXPECT_EQ(ear.received.back().msgid, kLastWords - 1);
 }
 
 } // namespace kitwell::platform::test

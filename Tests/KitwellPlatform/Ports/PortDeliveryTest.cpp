@@ -21,22 +21,22 @@ Data block(std::size_t size) {
 
 } // namespace
 
-TEST(PortDelivery, EverySizeArrivesIntactAndInOrder) {
-    const TestHome home;
-    Inbox inbox("sizes");
+class PortDelivery : public InTestHome {};
+
+TEST_F(PortDelivery, EverySizeArrivesIntactAndInOrder) {
+    RecordingPort inbox("sizes");
     const auto port = names().portForName("sizes");
     ASSERT_TRUE(port);
-    const std::vector<std::vector<std::size_t>> cases = {
-        {},
-        {0},
-        {0, 1, 0},
-        {60, 8},
-        std::vector<std::size_t>(kMaxMessageComponents, 7), // small
-        {kInline - 1},
-        {kInline},
-        {kInline + 1},
-        {kInline - 1, 1, 1},
-        {3, 20U << 20, 0, 5}};
+    const std::vector<std::vector<std::size_t>> cases = {{},
+                                                         {0},
+                                                         {0, 1, 0},
+                                                         {60, 8},
+                                                         std::vector<std::size_t>(kMaxMessageComponents, 7),
+                                                         {kInline - 1},
+                                                         {kInline},
+                                                         {kInline + 1},
+                                                         {kInline - 1, 1, 1},
+                                                         {3, 20U << 20, 0, 5}};
     for (std::uint32_t index = 0; index < cases.size(); ++index) {
         PortMessage sent = message(index);
         for (const std::size_t size : cases[index])
@@ -44,45 +44,42 @@ TEST(PortDelivery, EverySizeArrivesIntactAndInOrder) {
         // Small and large messages travel in different ways; neither may overtake the other.
         for (const PortMessage& each : {message(100), sent, message(101)})
             ASSERT_TRUE(each.sendBeforeDate(*port, soon())) << index;
-        ASSERT_TRUE(inbox.waitFor(3)) << index;
-        EXPECT_EQ(inbox.messages[0].msgid, 100U);
-        EXPECT_EQ(inbox.messages[1].msgid, index);
-        EXPECT_TRUE(inbox.messages[1].components == sent.components) << index;
-        inbox.messages.clear();
+        ASSERT_EQ(inbox.waitFor(3).size(), 3U) << index;
+        EXPECT_EQ(inbox.received[0].msgid, 100U);
+        EXPECT_EQ(inbox.received[1].msgid, index);
+        EXPECT_TRUE(inbox.received[1].components == sent.components) << index;
+        inbox.received.clear();
     }
 }
 
-TEST(PortDelivery, AMessageBeyondTheBoundsIsRefusedAndThePortGoesOn) {
-    const TestHome home;
-    Inbox inbox("bounds");
+TEST_F(PortDelivery, AMessageBeyondTheBoundsIsRefusedAndThePortGoesOn) {
+    RecordingPort inbox("bounds");
     const auto port = names().portForName("bounds");
     const Data half = block(kMaxMessageBytes / 2 + 1);
     EXPECT_THROW(message(1, {half, half}).sendBeforeDate(*port, soon()), PortException);
     const PortMessage many = message(2, std::vector<Data>(kMaxMessageComponents + 1));
     EXPECT_THROW(many.sendBeforeDate(*port, soon()), PortException);
     EXPECT_TRUE(message(3).sendBeforeDate(*port, soon()));
-    ASSERT_TRUE(inbox.waitFor(1));
-    EXPECT_EQ(inbox.messages[0].msgid, 3U);
+    ASSERT_EQ(inbox.waitFor(1).size(), 1U);
+    EXPECT_EQ(inbox.received[0].msgid, 3U);
 }
 
-TEST(PortDelivery, ABusySenderDoesNotStarveAnother) {
-    const TestHome home;
-    Inbox inbox("fair");
+TEST_F(PortDelivery, ABusySenderDoesNotStarveAnother) {
+    RecordingPort inbox("fair");
     const auto busy = names().portForName("fair");
     const auto modest = names().portForName("fair");
     ASSERT_TRUE(message(0).sendBeforeDate(*busy, soon()));
     ASSERT_TRUE(message(0).sendBeforeDate(*modest, soon()));
-    ASSERT_TRUE(inbox.waitFor(2));
+    ASSERT_EQ(inbox.waitFor(2).size(), 2U);
     for (int count = 0; count < 150; ++count)
         ASSERT_TRUE(message(1).sendBeforeDate(*busy, soon()));
     ASSERT_TRUE(message(2).sendBeforeDate(*modest, soon()));
     const auto isModest = [](const PortMessage& received) { return received.msgid == 2; };
-    ASSERT_TRUE(runUntil([&] { return std::ranges::any_of(inbox.messages, isModest); }));
-    EXPECT_LT(std::ranges::find_if(inbox.messages, isModest) - inbox.messages.begin(), 40);
+    ASSERT_TRUE(turnLoopUntil([&] { return std::ranges::any_of(inbox.received, isModest); }));
+    EXPECT_LT(std::ranges::find_if(inbox.received, isModest) - inbox.received.begin(), 40);
 }
 
-TEST(PortDelivery, LaterMessagesReachAHandlerThatRunsTheLoop) {
-    const TestHome home;
+TEST_F(PortDelivery, LaterMessagesReachAHandlerThatRunsTheLoop) {
     std::string order;
     const auto receiving = Port::receivePort([&](const PortMessage& received) {
         order += '(';
@@ -95,12 +92,11 @@ TEST(PortDelivery, LaterMessagesReachAHandlerThatRunsTheLoop) {
     const auto port = names().portForName("nested");
     for (std::uint32_t id = 1; id <= 3; ++id)
         ASSERT_TRUE(message(id).sendBeforeDate(*port, soon()));
-    ASSERT_TRUE(runUntil([&] { return order.size() == 6; }));
+    ASSERT_TRUE(turnLoopUntil([&] { return order.size() == 6; }));
     EXPECT_EQ(order, "(((321");
 }
 
-TEST(PortDelivery, AHandlerMayDropOrInvalidateItsPort) {
-    const TestHome home;
+TEST_F(PortDelivery, AHandlerMayDropOrInvalidateItsPort) {
     for (const bool drops : {true, false}) {
         std::shared_ptr<Port> receiving;
         int received = 0;
@@ -114,7 +110,7 @@ TEST(PortDelivery, AHandlerMayDropOrInvalidateItsPort) {
         const auto port = names().portForName("ending");
         for (int count = 0; count < 3; ++count)
             ASSERT_TRUE(message(1).sendBeforeDate(*port, soon()));
-        EXPECT_TRUE(runUntil([&] { return !port->isValid(); })) << "the sender was not told";
+        EXPECT_TRUE(turnLoopUntil([&] { return !port->isValid(); })) << "the sender was not told";
         EXPECT_EQ(received, 1);
         EXPECT_FALSE(names().portForName("ending"));
     }
@@ -122,12 +118,11 @@ TEST(PortDelivery, AHandlerMayDropOrInvalidateItsPort) {
 
 // A receiver that does not read: the sender gives up at its deadline, neither earlier nor much later, whether
 // the queue is full of small messages or of shared memory; and other ports are reached as ever.
-TEST(PortDelivery, AReceiverThatDoesNotReadCostsTheSenderItsDeadlineAtMost) {
-    const TestHome home;
+TEST_F(PortDelivery, AReceiverThatDoesNotReadCostsTheSenderItsDeadlineAtMost) {
     for (const std::size_t size : {std::size_t{1000}, std::size_t{20} << 20}) {
         const auto deaf = Port::receivePort([](const PortMessage&) {});
         ASSERT_TRUE(names().registerPort(deaf, "deaf"));
-        Inbox other("other");
+        RecordingPort other("other");
         const auto port = names().portForName("deaf");
         const PortMessage sent = message(1, {block(size)});
         int queued = 0;
@@ -142,23 +137,22 @@ TEST(PortDelivery, AReceiverThatDoesNotReadCostsTheSenderItsDeadlineAtMost) {
         EXPECT_GE(waited, 49ms) << size;
         EXPECT_LT(waited, 2s) << size;
         EXPECT_TRUE(message(2).sendBeforeDate(*names().portForName("other"), soon()));
-        EXPECT_TRUE(other.waitFor(1));
+        EXPECT_EQ(other.waitFor(1).size(), 1U);
     }
 }
 
 CHILD_BODY(lateReader) {
-    Inbox inbox("late");
-    kitwell::test::say("ready");
-    kitwell::test::hear();
-    return inbox.waitFor(std::stoul(arguments.at(0))) ? 0 : 1;
+    RecordingPort inbox("late");
+    say("ready");
+    hear();
+    const std::size_t count = std::stoul(arguments.at(0));
+    return inbox.waitFor(count).size() == count ? 0 : 1;
 }
 
 // Room that comes free must be noticed at once, not when the deadline passes.
-TEST(PortDelivery, AWaitingSenderGoesOnWhenTheReceiverReads) {
-    const TestHome home;
+TEST_F(PortDelivery, AWaitingSenderGoesOnWhenTheReceiverReads) {
     for (const auto& [size, count] : {std::pair{kInline, 40U}, std::pair{std::size_t{20} << 20, 8U}}) {
-        ChildProcess child = ChildProcess::body("lateReader", {std::to_string(count + 1)});
-        ASSERT_TRUE(child.waitForLine("ready"));
+        ChildProcess child = ChildProcess::started("lateReader", {std::to_string(count + 1)});
         const auto port = names().portForName("late");
         const PortMessage sent = message(1, {block(size)});
         std::uint32_t queued = 0;

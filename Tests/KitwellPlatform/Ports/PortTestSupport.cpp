@@ -2,22 +2,10 @@
 
 #include <cstring>
 #include <filesystem>
-#include <stdexcept>
 #include <sys/socket.h>
 #include <sys/un.h>
 
 namespace kitwell::platform::test {
-
-Inbox::Inbox(std::string_view name)
-    : port(Port::receivePort([this](const PortMessage& received) { messages.push_back(received); })) {
-    if (!PortNameServer::systemDefault().registerPort(port, name))
-        throw std::runtime_error("the name is not free");
-    port->addToRunLoop(RunLoop::current());
-}
-
-bool Inbox::waitFor(std::size_t count, RunLoopMode mode) const {
-    return runUntil([&] { return messages.size() >= count; }, mode);
-}
 
 Date soon(double seconds) {
     return Date::now().adding(seconds);
@@ -39,17 +27,6 @@ FileDescriptor rawConnection(const std::string& path) {
 
 std::size_t openDescriptors() {
     return static_cast<std::size_t>(std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {}));
-}
-
-bool runUntil(const std::function<bool()>& condition, RunLoopMode mode) {
-    const auto end = RunLoop::Clock::now() + kitwell::test::kPatience;
-    while (!condition()) {
-        const auto left = end - RunLoop::Clock::now();
-        if (left <= RunLoop::Duration::zero())
-            return false;
-        RunLoop::current().runOnce(left, mode);
-    }
-    return true;
 }
 
 } // namespace kitwell::platform::test

@@ -15,16 +15,17 @@
 #include "KitwellPlatform/Files/FileManager.h"
 #include "KitwellPlatform/Files/LockedFile.h"
 #include "KitwellPlatform/Files/SearchPaths.h"
-#include "KitwellPlatform/Logging/Log.h"
 #include "KitwellPlatform/Values/PropertyList.h"
 #include "Support/ChildProcess.h"
+#include "Support/LogLines.h"
 #include "Support/TestHome.h"
 
 namespace kitwell::platform {
 namespace {
 
 using test::ChildProcess;
-using test::TestHome;
+using test::InTestHome;
+using test::LogLines;
 
 constexpr char kSuite[] = "group.test";
 
@@ -67,64 +68,40 @@ std::pair<ino_t, std::int64_t> identity() {
     return {status.st_ino, status.st_ctim.tv_nsec};
 }
 
-// The lines logged while the object lives.
-struct LogLines {
-    LogLines() {
-        setLogSink([this](std::string_view line) { lines.emplace_back(line); });
-    }
-    ~LogLines() { setLogSink({}); }
-    std::vector<std::string> lines;
-};
-
 std::int64_t numberOf(const UserDefaults& defaults, std::string_view key) {
     const auto value = defaults.objectForKey(key);
     return value && value->asSigned() ? *value->asSigned() : 0;
 }
 
-constexpr int kProcesses = 4;
 constexpr int kRounds = 250;
 
-// Counts up in one key; under the container's lock when the key is shared.
+// Counts up in one key.
 CHILD_BODY(countUp) {
-    const std::string& key = arguments[0];
     test::hear();
     for (int round = 0; round < kRounds; ++round) {
-        std::optional<LockedFile> lock;
-        if (key == "shared")
-            lock = *LockedFile::lockFolder(container());
         UserDefaults defaults(kSuite);
-        defaults.setObjectForKey(numberOf(defaults, key) + 1, key);
+        defaults.setObjectForKey(numberOf(defaults, arguments[0]) + 1, arguments[0]);
         if (!defaults.synchronize())
             return 1;
     }
     return 0;
 }
 
-void countUpTogether(const std::function<std::string(int)>& keyOf) {
+class UserDefaultsTest : public InTestHome {};
+
+TEST_F(UserDefaultsTest, ProcessesWithoutALockLoseNoChangeOfDifferentKeys) {
     std::vector<ChildProcess> children;
-    for (int index = 0; index < kProcesses; ++index)
-        children.push_back(ChildProcess::body("countUp", {keyOf(index)}));
+    for (const char* key : {"a", "b", "c", "d"})
+        children.push_back(ChildProcess::body("countUp", {key}));
     for (ChildProcess& child : children)
         child.closeInput();
     for (ChildProcess& child : children)
         EXPECT_EQ(child.wait(std::chrono::seconds(50)), 0); // a thousand durable writes on a busy disk
+    for (const char* key : {"a", "b", "c", "d"})
+        EXPECT_EQ(numberOf(UserDefaults(kSuite), key), kRounds);
 }
 
-TEST(UserDefaults, ProcessesUnderTheContainersLockLoseNoChangeOfTheSameKey) {
-    const TestHome home;
-    countUpTogether([](int) { return "shared"; });
-    EXPECT_EQ(numberOf(UserDefaults(kSuite), "shared"), kProcesses * kRounds);
-}
-
-TEST(UserDefaults, ProcessesWithoutALockLoseNoChangeOfDifferentKeys) {
-    const TestHome home;
-    countUpTogether([](int index) { return "own " + std::to_string(index); });
-    for (int index = 0; index < kProcesses; ++index)
-        EXPECT_EQ(numberOf(UserDefaults(kSuite), "own " + std::to_string(index)), kRounds);
-}
-
-TEST(UserDefaults, OnlyChangedKeysAreWrittenAndOthersChangesShowAfterSynchronize) {
-    const TestHome home;
+TEST_F(UserDefaultsTest, OnlyChangedKeysAreWrittenAndOthersChangesShowAfterSynchronize) {
     ASSERT_TRUE(store("kept", "old") && store("removed", true));
     UserDefaults first(kSuite);
     EXPECT_EQ(first.stringForKey("kept"), "old");
@@ -139,8 +116,7 @@ TEST(UserDefaults, OnlyChangedKeysAreWrittenAndOthersChangesShowAfterSynchronize
               Value(Dictionary{{"kept", "new"}, {"added", 1}, {"own", "mine"}}));
 }
 
-TEST(UserDefaults, WhatWasNeverSynchronisedIsWrittenWhenTheObjectGoes) {
-    const TestHome home;
+TEST_F(UserDefaultsTest, WhatWasNeverSynchronisedIsWrittenWhenTheObjectGoes) {
     { UserDefaults(kSuite).setObjectForKey(1, "key"); }
     EXPECT_EQ(stored("key"), Value(1));
     struct stat status {};
@@ -148,8 +124,7 @@ TEST(UserDefaults, WhatWasNeverSynchronisedIsWrittenWhenTheObjectGoes) {
     EXPECT_EQ(status.st_mode & 0777, 0700U);
 }
 
-TEST(UserDefaults, ASetOfAnEqualValueWritesNothingAndANegativeZeroIsNotEqual) {
-    const TestHome home;
+TEST_F(UserDefaultsTest, ASetOfAnEqualValueWritesNothingAndANegativeZeroIsNotEqual) {
     // Another program's encoding of the same value stays as it is.
     place("<plist><dict><key>k</key><real>0</real></dict></plist>");
     const auto before = identity();
@@ -160,8 +135,7 @@ TEST(UserDefaults, ASetOfAnEqualValueWritesNothingAndANegativeZeroIsNotEqual) {
     EXPECT_TRUE(std::signbit(*UserDefaults(kSuite).doubleForKey("k")));
 }
 
-TEST(UserDefaults, AFileReplacedWithOneOfTheSameSizeIsReadAgain) {
-    const TestHome home;
+TEST_F(UserDefaultsTest, AFileReplacedWithOneOfTheSameSizeIsReadAgain) {
     ASSERT_TRUE(store("k", "a"));
     UserDefaults defaults(kSuite);
     ASSERT_EQ(defaults.stringForKey("k"), "a");
@@ -172,8 +146,7 @@ TEST(UserDefaults, AFileReplacedWithOneOfTheSameSizeIsReadAgain) {
     }
 }
 
-TEST(UserDefaults, TypedGettersReadAnotherTypeAsAbsent) {
-    const TestHome home;
+TEST_F(UserDefaultsTest, TypedGettersReadAnotherTypeAsAbsent) {
     UserDefaults defaults(kSuite);
     const std::pair<std::string, Value> kinds[] = {{"array", Array{1}}, {"dictionary", Dictionary()},
                                                    {"text", "1"},       {"bool", true},
@@ -189,8 +162,7 @@ TEST(UserDefaults, TypedGettersReadAnotherTypeAsAbsent) {
     }
 }
 
-TEST(UserDefaults, AValueThatNoFileCanHoldDoesNotKeepTheOthersFromBeingWritten) {
-    const TestHome home;
+TEST_F(UserDefaultsTest, AValueThatNoFileCanHoldDoesNotKeepTheOthersFromBeingWritten) {
     const LogLines log;
     UserDefaults defaults(kSuite);
     defaults.setObjectForKey("\xFF", "bad");
@@ -203,9 +175,8 @@ TEST(UserDefaults, AValueThatNoFileCanHoldDoesNotKeepTheOthersFromBeingWritten) 
     EXPECT_EQ(log.lines.size(), 4U);
 }
 
-TEST(UserDefaults, ADamagedFileIsSetAsideOnceAndTheServiceGoesOn) {
+TEST_F(UserDefaultsTest, ADamagedFileIsSetAsideOnceAndTheServiceGoesOn) {
     for (const char* damaged : {"not a property list", "", "bplist00", "<plist><array/></plist>"}) {
-        const TestHome home;
         const LogLines log;
         place(damaged);
         UserDefaults reader(kSuite);
@@ -224,8 +195,7 @@ CHILD_BODY(storeAsOrdinaryUser) {
 }
 
 // An unreadable file may well be sound: to take it for an empty one would lose all it holds.
-TEST(UserDefaults, AFileWithoutTheRightToReadIsNeverOverwritten) {
-    const TestHome home;
+TEST_F(UserDefaultsTest, AFileWithoutTheRightToReadIsNeverOverwritten) {
     ASSERT_TRUE(store("k", "old"));
     for (const auto& entry : std::filesystem::recursive_directory_iterator(home.path()))
         ASSERT_TRUE(::geteuid() != 0 || ::chown(entry.path().c_str(), 65534, 65534) == 0);
@@ -236,6 +206,19 @@ TEST(UserDefaults, AFileWithoutTheRightToReadIsNeverOverwritten) {
     ASSERT_EQ(::chmod(file().c_str(), 0600), 0);
     EXPECT_EQ(content(), before);
     EXPECT_EQ(ChildProcess::body("storeAsOrdinaryUser").wait(), 0);
+}
+
+// Answers how many there were.
+std::ptrdiff_t makeTemporaryFilesOld() {
+    std::ptrdiff_t count = 0;
+    for (const auto& entry : std::filesystem::directory_iterator(folder())) {
+        if (entry.path().filename().string().starts_with(".temporary")) {
+            std::filesystem::last_write_time(entry, std::filesystem::file_time_type::clock::now() -
+                                                        std::chrono::hours(2));
+            ++count;
+        }
+    }
+    return count;
 }
 
 CHILD_BODY(storeOnAFullDisk) {
@@ -249,12 +232,12 @@ CHILD_BODY(storeOnAFullDisk) {
     return stored ? 1 : defaults.synchronize() ? 0 : 2;
 }
 
-TEST(UserDefaults, AFullDiskLeavesTheOldContentWholeAndTheChangesForALaterCall) {
-    const TestHome home;
+TEST_F(UserDefaultsTest, AFullDiskLeavesTheOldContentWholeAndTheChangesForALaterCall) {
     ASSERT_TRUE(store("kept", 1));
     EXPECT_EQ(ChildProcess::body("storeOnAFullDisk").wait(), 0);
     EXPECT_EQ(stored("kept"), Value(1));
     EXPECT_EQ(stored("large"), Value("small"));
+    EXPECT_EQ(makeTemporaryFilesOld(), 0) << "a temporary file was left";
 }
 
 // Stops itself before the write and after it, so that the parent can lead it from system call to system call.
@@ -286,21 +269,7 @@ bool killWriterAtStop(int stop) {
     return true;
 }
 
-// Answers how many there were.
-std::ptrdiff_t makeTemporaryFilesOld() {
-    std::ptrdiff_t count = 0;
-    for (const auto& entry : std::filesystem::directory_iterator(folder())) {
-        if (entry.path().filename().string().starts_with(".temporary")) {
-            std::filesystem::last_write_time(entry, std::filesystem::file_time_type::clock::now() -
-                                                        std::chrono::hours(2));
-            ++count;
-        }
-    }
-    return count;
-}
-
-TEST(UserDefaults, AWriterKilledAtAnySystemCallLeavesTheOldFileOrTheNewOneAndNoLock) {
-    const TestHome home;
+TEST_F(UserDefaultsTest, AWriterKilledAtAnySystemCallLeavesTheOldFileOrTheNewOneAndNoLock) {
     ASSERT_TRUE(store("k", "new"));
     const std::string changed = content();
     ASSERT_TRUE(store("k", "old"));
@@ -313,9 +282,8 @@ TEST(UserDefaults, AWriterKilledAtAnySystemCallLeavesTheOldFileOrTheNewOneAndNoL
         const std::string left = content();
         ASSERT_TRUE(left == old || left == changed) << "after " << stops << " stops";
         replaced += left == changed ? 1 : 0;
-        ASSERT_TRUE(LockedFile::lockFile(file() + ".lock", LockedFile::Wait::Never))
-            << "after " << stops << " stops";
-        ASSERT_LE(makeTemporaryFilesOld(), 1) << "after " << stops << " stops";
+        ASSERT_TRUE(LockedFile::lockFile(file() + ".lock", LockedFile::Wait::Never)) << stops;
+        ASSERT_LE(makeTemporaryFilesOld(), 1) << stops;
     }
     EXPECT_GT(stops - replaced, 20);
     EXPECT_GT(replaced, 1);

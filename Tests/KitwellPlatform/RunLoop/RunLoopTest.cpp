@@ -110,14 +110,16 @@ TEST(RunLoop, NoneOfManyReadySourcesStarves) {
 }
 
 TEST(RunLoop, EachModeHeedsItsOwnSourcesAndTimers) {
-    const FileDescriptor descriptors[] = {readableDescriptor(), readableDescriptor(), readableDescriptor()};
+    std::vector<std::pair<FileDescriptor, RunLoop::Source>> watched;
     std::string told;
-    const auto one = loop().watch(descriptors[0].get(), Interest::Readable, RunLoopModes::Default,
-                                  [&](auto) { told += 'd'; });
-    const auto two = loop().watch(descriptors[1].get(), Interest::Readable, RunLoopModes::Modal,
-                                  [&](auto) { told += 'm'; });
-    const auto three = loop().watch(descriptors[2].get(), Interest::Readable, RunLoopModes::Common,
-                                    [&](auto) { told += 'c'; });
+    for (const auto& [modes, letter] :
+         {std::pair{RunLoopModes::Default, 'd'}, std::pair{RunLoopModes::Modal, 'm'},
+          std::pair{RunLoopModes::Common, 'c'}}) {
+        FileDescriptor descriptor = readableDescriptor();
+        auto source = loop().watch(descriptor.get(), Interest::Readable, modes,
+                                   [&, letter = letter](auto) { told += letter; });
+        watched.emplace_back(std::move(descriptor), std::move(source));
+    }
     const auto timer = Timer::once(loop(), 0ms, RunLoopModes::Default, [&] { told += 't'; });
     for (const auto& [mode, expected] :
          {std::pair{RunLoopMode::Modal, "cm"}, std::pair{RunLoopMode::Default, "cdt"}}) {

@@ -2,8 +2,10 @@
 
 #include <bit>
 #include <cmath>
+#include <functional>
 #include <gtest/gtest.h>
 #include <limits>
+#include <tuple>
 
 namespace kitwell::platform {
 namespace {
@@ -96,10 +98,7 @@ TEST(BinaryPropertyList, ReadsEveryKindAsAnotherProgramWroteIt) {
         "9d9fa0a100000000000001010000000000000018000000000000000000000000000000b4"));
     ASSERT_TRUE(read) << read.error().description;
     EXPECT_EQ(*read, Value(everyKind()));
-}
-
-TEST(BinaryPropertyList, WritesTheBytesThatTheFormatPrescribes) {
-    // One object for the two equal texts and one for the two equal numbers.
+    // Written with one object for the two equal texts and one for the two equal numbers.
     EXPECT_EQ(written(Dictionary{{"k", Array{"k", 1, std::uint64_t{1}}}}),
               fileOf({"d10102", "516b", "a3010303", "1001"}));
 }
@@ -166,8 +165,16 @@ void expectFault(const std::string& file, std::int64_t position, const std::stri
 
 using FaultsByPosition = std::vector<std::pair<int, std::vector<std::string>>>;
 
+void expectFaults(const FaultsByPosition& faults,
+                  const std::function<std::string(const std::string&)>& fileFor) {
+    for (const auto& [position, contents] : faults) {
+        for (const std::string& content : contents)
+            expectFault(fileFor(content), position, content);
+    }
+}
+
 TEST(BinaryPropertyList, AnswersObjectsThatAreNoneWithThePositionOfTheFault) {
-    const FaultsByPosition faults = {
+    const FaultsByPosition faults{
         // Null, a user identifier, a set, unknown markers, scalars of odd widths;
         {8, {"00", "8001", "c100", "ff", "15", "210000", "3200000000"}},
         // integers beyond 64 bits, scalars and lengths cut by the table;
@@ -180,10 +187,7 @@ TEST(BinaryPropertyList, AnswersObjectsThatAreNoneWithThePositionOfTheFault) {
         // ASCII that is none, the other half of a surrogate pair.
         {10, {"5261c3"}},
         {11, {"620061dc00"}}};
-    for (const auto& [position, objects] : faults) {
-        for (const std::string& object : objects)
-            expectFault(fileOf({object}), position, object);
-    }
+    expectFaults(faults, [](const std::string& object) { return fileOf({object}); });
 }
 
 // A file of a few hundred bytes must neither crash the reader nor make it fill memory.
@@ -197,12 +201,9 @@ TEST(BinaryPropertyList, AnswersHostileReferencesWithThePositionOfTheFault) {
 }
 
 TEST(BinaryPropertyList, RefusesATrailerThatLies) {
-    const struct {
-        std::size_t at;
-        char byte;
-        std::int64_t position;
-    } changes[] = {{9, 7, 9},   {9, 9, 9},   {16, 0, 16},  {17, 9, 17}, {18, 1, 18},
-                   {25, 0, 26}, {33, 1, 26}, {34, -1, 34}, {41, 7, 34}};
+    const std::tuple<std::size_t, char, std::int64_t> changes[] = {{9, 7, 9},   {9, 9, 9},    {16, 0, 16},
+                                                                   {17, 9, 17}, {18, 1, 18},  {25, 0, 26},
+                                                                   {33, 1, 26}, {34, -1, 34}, {41, 7, 34}};
     for (const auto& [at, byte, position] : changes)
         expectFault(fileOf({"09"}).replace(at, 1, 1, byte), position, "byte " + std::to_string(at));
 }
@@ -268,28 +269,21 @@ TEST(XmlPropertyList, ReadsAWholeDocumentInAnyEncodingOfTheStandard) {
 }
 
 TEST(XmlPropertyList, AnswersHostileDocumentsWithThePositionOfTheFault) {
-    const FaultsByPosition contents = {
-        {0, {"", "<plist/>", "<other/>", "text", "<key>k</key>"}},
-        {6, {"<dict><true/></dict>"}},
-        {7, {"<true/><true/>", "<array>text</array>", "<array><key>k</key></array>"}},
-        {8, {"<string>\xC3(</string>", "<string><true/></string>", "<string>&unknown;</string>"}},
-        {18, {"<dict><key>k</key></dict>", "<dict><key>k</key><key>l</key></dict>"}}};
-    for (const auto& [position, texts] : contents) {
-        for (const std::string& text : texts)
-            expectFault("<plist>" + text + "</plist>", 7 + position, text);
-    }
-    const FaultsByPosition documents = {
+    const FaultsByPosition contents{
+        {7, {"", "<plist/>", "<other/>", "text", "<key>k</key>"}},
+        {13, {"<dict><true/></dict>"}},
+        {14, {"<true/><true/>", "<array>text</array>", "<array><key>k</key></array>"}},
+        {15, {"<string>\xC3(</string>", "<string><true/></string>", "<string>&unknown;</string>"}},
+        {25, {"<dict><key>k</key></dict>", "<dict><key>k</key><key>l</key></dict>"}}};
+    expectFaults(contents, [](const std::string& text) { return "<plist>" + text + "</plist>"; });
+    const FaultsByPosition documents{
         {0, {"", "{ key = value; }", "bplist01", "<true/>"}},
         {14, {"<plist><true/>"}},
         {22, {"<plist><true/></plist><plist/>"}},
-        {16,
-         {"<!DOCTYPE plist [<!ENTITY e \"eeee\">]><plist><string>&e;</string></plist>",
-          "<!DOCTYPE plist [<!ENTITY % p SYSTEM \"/etc/passwd\"> %p;]><plist><true/></plist>"}},
+        {16, {"<!DOCTYPE plist [<!ENTITY e \"eeee\">]><plist><string>&e;</string></plist>"}},
+        {16, {"<!DOCTYPE plist [<!ENTITY % p SYSTEM \"/etc/passwd\"> %p;]><plist><true/></plist>"}},
         {46, {"<!DOCTYPE plist SYSTEM \"a.dtd\"><plist><string>&later;</string></plist>"}}};
-    for (const auto& [position, texts] : documents) {
-        for (const std::string& text : texts)
-            expectFault(text, position, text);
-    }
+    expectFaults(documents, [](const std::string& text) { return text; });
 }
 
 TEST(XmlPropertyList, AnswersScalarsThatAreNoneWithTheirEnd) {

@@ -41,10 +41,3 @@ TEST(Value, EqualityIsOfKindAndContentButNotOfIntegerSignedness) {
     EXPECT_NE(Value(Dictionary{{"a", 1}}), Value(Dictionary{{"b", 1}}));
     EXPECT_NE(Value("1"), Value(Data("1")));
 }
-
-TEST(Value, OnlyBooleansAndNumbersCanBeTrue) {
-    for (const Value& value : {Value(true), Value(-1), Value(std::uint64_t{1}), Value(0.5)})
-        EXPECT_TRUE(value.truth());
-    for (const Value& value : {Value(), Value(false), Value(0), Value(0.0), Value("1"), Value(Array{true})})
-        EXPECT_FALSE(value.truth());
-}

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <string>
+#include <utility>
+
+#include "KitwellPlatform/Values/Value.h"
+
+namespace kitwell::applications {
+
+enum class ExitCode { Done = 0, Failed = 1, Usage = 2 };
+
+// What a command has to say, before it is put into words for a person or for a machine.
+struct Answer {
+    ExitCode exitCode = ExitCode::Done;
+    // Of a command that lists: an array of dictionaries with the same keys. Of one that acts: a dictionary.
+    platform::Value data;
+    // What was done, or why it was not.
+    std::string sentence;
+
+    static Answer list(platform::Array rows) { return {ExitCode::Done, std::move(rows), ""}; }
+    static Answer done(std::string sentence, platform::Dictionary data) {
+        return {ExitCode::Done, std::move(data), std::move(sentence)};
+    }
+    static Answer failed(std::string reason) { return failure(ExitCode::Failed, std::move(reason)); }
+    static Answer usage(std::string reason) { return failure(ExitCode::Usage, std::move(reason)); }
+
+private:
+    static Answer failure(ExitCode code, std::string reason) {
+        platform::Dictionary data{{"error", reason}};
+        return {code, std::move(data), std::move(reason)};
+    }
+};
+
+} // namespace kitwell::applications

@@ -1,0 +1,13 @@
+#pragma once
+
+#include <string>
+
+#include "KitwellPlatform/Values/Value.h"
+
+namespace kitwell::applications {
+
+// The value in one line of JSON. A date becomes its ISO 8601 text; what JSON has no word for (data, a number
+// that is not finite) becomes null. Bytes that are not UTF-8 become U+FFFD.
+std::string jsonText(const platform::Value& value);
+
+} // namespace kitwell::applications

@@ -1,0 +1,193 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <poll.h>
+#include <sstream>
+#include <tuple>
+#include <unistd.h>
+
+#include "KitwellPlatform/Interface/Alert.h"
+#include "KitwellPlatform/Interface/DialogChannel.h"
+#include "KitwellPlatform/Interface/DialogMessages.h"
+#include "KitwellPlatform/Interface/OpenPanel.h"
+#include "KitwellPlatform/Ports/PortNameServer.h"
+#include "KitwellPlatform/RunLoop/RunLoop.h"
+#include "Support/ChildProcess.h"
+#include "Support/LogLines.h"
+#include "Support/TestBundle.h"
+#include "Support/TestHome.h"
+#include "Support/Traffic.h"
+
+using namespace kitwell::platform;
+using namespace kitwell::test;
+using namespace std::chrono_literals;
+
+namespace fs = std::filesystem;
+
+namespace {
+
+std::optional<std::string> nextPacket(DialogChannel& channel) {
+    pollfd entry{channel.descriptor(), POLLIN, 0};
+    ::poll(&entry, 1, -1);
+    return channel.receive();
+}
+
+// Says what the message is, with "|" for NUL, once the file that the informative text names is there; or says
+// nothing, and leaves a file when the caller has closed the dialog.
+void playAlert(DialogChannel& channel, const AlertContent& alert) {
+    if (alert.message == "silence") {
+        if (!nextPacket(channel))
+            std::ofstream(std::string(::getenv("HOME")) + "/closed") << "closed";
+        return;
+    }
+    if (!alert.informativeText.empty())
+        waitUntil([&] { return fs::exists(alert.informativeText); });
+    std::string packet = alert.message;
+    std::replace(packet.begin(), packet.end(), '|', '\0');
+    channel.send(packet);
+}
+
+// Asks about each place in the explanation, one a line, and chooses the first that is enabled; without a
+// question, the place that the prompt names.
+void playPanel(DialogChannel& channel, const OpenPanelContent& panel) {
+    std::istringstream places(panel.accessoryText);
+    DialogReply answer = PlaceChoice{FileUrl(panel.prompt)};
+    for (std::string place; std::getline(places, place);) {
+        channel.send(*packetFor(DialogReply(PlaceQuestion{FileUrl(place)})));
+        const auto verdict = std::get<PlaceVerdict>(*dialogRequestFrom(nextPacket(channel).value_or("")));
+        if (verdict.isEnabled)
+            answer = PlaceChoice{verdict.place};
+    }
+    channel.send(*packetFor(answer));
+}
+
+class DialogProgram : public ::testing::Test {
+protected:
+    DialogProgram() {
+        ::setenv("DISPLAY", ":none", 1);
+        setDialogProgram(makeTestBundle(home_.path("data"), "child-scripted", "sample.scripted"));
+    }
+    ~DialogProgram() override { setDialogProgram(""); }
+
+    static Alert alertThatSays(const std::string& packet, const std::string& onceThereIs = "") {
+        Alert alert;
+        alert.setMessageText(packet);
+        alert.setInformativeText(onceThereIs);
+        alert.addButtonWithTitle("First");
+        alert.addButtonWithTitle("Second");
+        return alert;
+    }
+    std::string make(const std::string& name) const {
+        std::ofstream(home_.path(name)) << "there";
+        return home_.path(name);
+    }
+
+    TestHome home_;
+    LogLines log_;
+};
+
+} // namespace
+
+// Plays the program that shows dialogs.
+CHILD_BODY(scripted) {
+    DialogChannel channel{FileDescriptor(::dup(STDIN_FILENO))};
+    const auto request = dialogRequestFrom(nextPacket(channel).value_or(""));
+    if (const auto* alert = std::get_if<AlertContent>(&*request))
+        playAlert(channel, *alert);
+    else
+        playPanel(channel, std::get<OpenPanelContent>(*request));
+    return 0;
+}
+
+TEST_F(DialogProgram, OnlyAnAnswerToWhatWasAskedCountsAndAllElseIsACancel) {
+    const std::tuple<const char*, int, std::size_t> rows[] = {
+        {"press|0|", kAlertFirstButtonReturn, 0},
+        {"press|1|", kAlertSecondButtonReturn, 0},
+        {"cancel|", kAlertCancelled, 0},
+        {"press|2|", kAlertCancelled, 0}, // there is no third button
+        {"choice|/|", kAlertCancelled, 0},
+        {"question|/|", kAlertCancelled, 1}, // nothing to ask about in an alert
+        {"rubbish", kAlertCancelled, 1},
+        {"", kAlertCancelled, 1}};
+    for (const auto& [packet, answer, logLines] : rows) {
+        log_.lines.clear();
+        EXPECT_EQ(alertThatSays(packet).runModal(), answer) << packet;
+        EXPECT_EQ(log_.lines.size(), logLines) << packet;
+    }
+}
+
+TEST_F(DialogProgram, OneThatCannotRunOrEndsWithoutAWordIsACancelWithOneLogLine) {
+    const std::string noProgram = make("no program");
+    fs::permissions(noProgram, fs::perms::owner_all);
+    for (const std::string& program : {std::string("/bin/true"), noProgram}) {
+        log_.lines.clear();
+        setDialogProgram(program);
+        EXPECT_EQ(alertThatSays("press|0|").runModal(), kAlertCancelled) << program;
+        EXPECT_EQ(log_.lines.size(), 1U) << program;
+    }
+}
+
+TEST_F(DialogProgram, TheCallersTimersAndPortsGoOnWhileADialogIsUp) {
+    RecordingPort port("sample.busy");
+    const auto peer = PortNameServer::systemDefault().portForName("sample.busy");
+    ASSERT_TRUE(peer);
+    bool isSent = false;
+    bool defaultTimerFired = false;
+    const auto modal = Timer::repeating(RunLoop::current(), 1ms, RunLoopModes::Modal, [&] {
+        if (!std::exchange(isSent, true))
+            PortMessage{7, {}}.sendBeforeDate(*peer, Date::now().adding(5));
+        else if (!port.received.empty())
+            make("go");
+    });
+    const auto other =
+        Timer::once(RunLoop::current(), 0ms, RunLoopModes::Default, [&] { defaultTimerFired = true; });
+    EXPECT_EQ(alertThatSays("press|1|", home_.path("go")).runModal(), kAlertSecondButtonReturn);
+    EXPECT_FALSE(defaultTimerFired) << "a dialog must not run what waits for it to end";
+}
+
+TEST_F(DialogProgram, ADialogThatIsAskedForWhileAnotherIsUpIsAnsweredAndSoIsTheFirst) {
+    int inner = -1;
+    const auto nested = Timer::once(RunLoop::current(), 0ms, RunLoopModes::Modal, [&] {
+        make("outer"); // answered while the inner one is up
+        inner = alertThatSays("press|1|", home_.path("inner")).runModal();
+    });
+    const auto release =
+        Timer::repeating(RunLoop::current(), 50ms, RunLoopModes::Modal, [&] { make("inner"); });
+    EXPECT_EQ(alertThatSays("press|0|", home_.path("outer")).runModal(), kAlertFirstButtonReturn);
+    EXPECT_EQ(inner, kAlertSecondButtonReturn);
+}
+
+TEST_F(DialogProgram, StoppingTheLoopClosesTheDialogAndShowsNoOther) {
+    const auto stop =
+        Timer::once(RunLoop::current(), 20ms, RunLoopModes::Modal, [] { RunLoop::current().stop(); });
+    EXPECT_EQ(alertThatSays("silence").runModal(), kAlertCancelled);
+    EXPECT_TRUE(waitUntil([&] { return fs::exists(home_.path("closed")); }));
+    EXPECT_EQ(alertThatSays("press|0|").runModal(), kAlertCancelled);
+    RunLoop::current().restart();
+    EXPECT_EQ(alertThatSays("press|0|").runModal(), kAlertFirstButtonReturn);
+}
+
+TEST_F(DialogProgram, APanelAnswersOnlyWithAPlaceThatTheRuleEnables) {
+    struct Rule final : OpenPanelDelegate {
+        std::string enabled;
+        bool panelShouldEnableURL(const OpenPanel&, const FileUrl& url) override {
+            return url.path() == enabled;
+        }
+    } rule;
+    rule.enabled = home_.path("data");
+    const auto ask = [&](const std::string& prompt, const std::string& places) {
+        OpenPanel panel;
+        panel.setDirectoryUrl(FileUrl(home_.path() + "/"));
+        panel.setPrompt(prompt);
+        panel.setAccessoryText(places);
+        panel.setDelegate(&rule);
+        return panel.runModal() == ModalResponse::OK ? panel.url().path() : "cancelled";
+    };
+    EXPECT_EQ(ask("/none", home_.path("run") + "\n" + home_.path("data")), rule.enabled);
+    EXPECT_EQ(ask(home_.path("run"), home_.path("run")), "cancelled") << "chosen against the rule";
+    rule.enabled = make("file");
+    EXPECT_EQ(ask(rule.enabled, rule.enabled), "cancelled") << "a file where only folders can be chosen";
+}

@@ -1,0 +1,144 @@
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <fcntl.h>
+#include <poll.h>
+#include <unistd.h>
+
+#include "KitwellPlatform/Files/FileDescriptor.h"
+#include "KitwellPlatform/Interface/Alert.h"
+#include "KitwellPlatform/Interface/OpenPanel.h"
+#include "KitwellPlatform/Logging/Log.h"
+#include "KitwellPlatform/RunLoop/RunLoop.h"
+#include "Support/ChildProcess.h"
+#include "Support/TestHome.h"
+
+using namespace kitwell::platform;
+using namespace kitwell::test;
+using namespace std::chrono_literals;
+
+namespace {
+
+// The side of a terminal where the person sits.
+class Keyboard {
+public:
+    Keyboard() : master_(::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC)) {
+        ::grantpt(master_.get());
+        ::unlockpt(master_.get());
+    }
+    std::string terminal() const { return ::ptsname(master_.get()); }
+    void type(const std::string& text) const {
+        ASSERT_EQ(::write(master_.get(), text.data(), text.size()), static_cast<ssize_t>(text.size()));
+    }
+    // Reads until the screen has shown the text since the last call; answers all that was shown.
+    std::string waitFor(const std::string& text) const {
+        std::string shown;
+        pollfd entry{master_.get(), POLLIN, 0};
+        char buffer[4096];
+        while (shown.find(text) == std::string::npos && ::poll(&entry, 1, 20000) > 0) {
+            const ssize_t count = ::read(master_.get(), buffer, sizeof buffer);
+            if (count <= 0)
+                break;
+            shown.append(buffer, static_cast<std::size_t>(count));
+        }
+        EXPECT_NE(shown.find(text), std::string::npos) << "the screen shows: " << shown;
+        return shown;
+    }
+
+private:
+    FileDescriptor master_;
+};
+
+Alert alertOf(const std::string& message) {
+    Alert alert;
+    alert.setMessageText(message);
+    alert.addButtonWithTitle("Launch");
+    alert.addButtonWithTitle("Quit");
+    return alert;
+}
+
+} // namespace
+
+// Shows the dialog of the first argument on the terminal of the second one, or with no terminal at all.
+CHILD_BODY(asks) {
+    ::unsetenv("DISPLAY");
+    ::unsetenv("WAYLAND_DISPLAY");
+    ::setsid();
+    const FileDescriptor terminal(arguments.size() > 1 ? ::open(arguments[1].c_str(), O_RDWR) : -1);
+    std::size_t logLines = 0;
+    setLogSink([&](std::string_view) { ++logLines; });
+    if (arguments[0] == "panel") {
+        OpenPanel panel;
+        panel.setDirectoryUrl(FileUrl(::getenv("HOME")));
+        panel.setAccessoryText("Where to?");
+        panel.setPrompt("Allow");
+        say(panel.runModal() == ModalResponse::OK ? panel.url().path() : "cancelled");
+        return 0;
+    }
+    Timer nested;
+    if (arguments[0] == "nested")
+        nested = Timer::once(RunLoop::current(), 0ms, RunLoopModes::Modal,
+                             [] { say(std::to_string(alertOf("Inner").runModal())); });
+    say(std::to_string(alertOf("Esc\x1b[2J \xc2\x9bJ").runModal()));
+    say(std::to_string(logLines) + " log lines");
+    return 0;
+}
+
+class TerminalPrompt : public InTestHome {};
+
+TEST_F(TerminalPrompt, AnAlertIsAnsweredByANumberAndNothingElse) {
+    const std::pair<const char*, int> rows[] = {{"2\n", kAlertSecondButtonReturn},
+                                                {" 1 \r\n", kAlertFirstButtonReturn},
+                                                {"\n", kAlertCancelled},
+                                                {"\x04", kAlertCancelled}};
+    for (const auto& [line, answer] : rows) {
+        const Keyboard keyboard;
+        auto child = ChildProcess::body("asks", {"alert", keyboard.terminal()});
+        const std::string screen = keyboard.waitFor("(nothing cancels): ");
+        EXPECT_EQ(screen.find_first_of("\x1b\x9b"), std::string::npos) << "a text steers the terminal";
+        for (const char* wrong : {"0\n", "3\n", "1x\n", "-1\n", "18446744073709551617\n"}) {
+            keyboard.type(wrong);
+            keyboard.waitFor("A number from 1 to 2");
+        }
+        keyboard.type(line);
+        EXPECT_EQ(child.readLine(), std::to_string(answer)) << line;
+    }
+}
+
+TEST_F(TerminalPrompt, APanelTakesAPathThatCanBeChosen) {
+    const Keyboard keyboard;
+    auto child = ChildProcess::body("asks", {"panel", keyboard.terminal()});
+    keyboard.waitFor(home.path() + " (nothing cancels): ");
+    for (const char* wrong : {"missing\n", "/etc/passwd\n"}) {
+        keyboard.type(wrong);
+        keyboard.waitFor("cannot be chosen");
+    }
+    keyboard.type("run/../data/\n");
+    EXPECT_EQ(child.readLine(), home.path("data"));
+}
+
+TEST_F(TerminalPrompt, AQuestionInsideAQuestionIsAnsweredFirstAndTheOtherOneIsAskedAgain) {
+    const Keyboard keyboard;
+    auto child = ChildProcess::body("asks", {"nested", keyboard.terminal()});
+    keyboard.waitFor("Inner\r\n  1  Launch\r\n  2  Quit\r\nNumber (nothing cancels): ");
+    keyboard.type("2\n");
+    EXPECT_EQ(child.readLine(), "1001");
+    keyboard.waitFor("Esc");
+    keyboard.type("1\n");
+    EXPECT_EQ(child.readLine(), "1000");
+}
+
+TEST_F(TerminalPrompt, WithNeitherDisplayNorTerminalADialogIsCancelledWithOneLogLine) {
+    auto child = ChildProcess::body("asks", {"alert"});
+    EXPECT_EQ(child.readLine(), "0");
+    EXPECT_EQ(child.readLine(), "1 log lines");
+}
+
+TEST_F(TerminalPrompt, ATerminalThatGoesAwayCancels) {
+    auto keyboard = std::make_unique<Keyboard>();
+    ::signal(SIGHUP, SIG_IGN); // inherited: the system tells the session that its terminal is gone
+    auto child = ChildProcess::body("asks", {"alert", keyboard->terminal()});
+    keyboard->waitFor("(nothing cancels): ");
+    keyboard.reset();
+    EXPECT_EQ(child.readLine(), "0");
+}
