@@ -43,8 +43,11 @@ std::string mainIdentifier() {
     return identifier.empty() ? FileUrl(SearchPaths::executable()).lastPathComponent() : identifier;
 }
 
-// Finer than equality: a zero's sign counts, and a NaN equals itself.
+// Finer than equality: a zero's sign counts, and the order of a dictionary. What is not even equal is seen
+// without encoding anything.
 bool isWrittenAlike(const Value& left, const Value& right) {
+    if (left != right)
+        return false;
     const auto leftBytes = writeBinaryPropertyList(left);
     const auto rightBytes = writeBinaryPropertyList(right);
     return leftBytes && rightBytes && *leftBytes == *rightBytes;
