@@ -50,7 +50,8 @@ double menuTextOneWay() {
     const double start = now();
     for (int echo = 0; echo < kEchoes; ++echo) {
         proxy->sendCommand(ToolMessageDateSchedule, std::nullopt);
-        for (const int before = arrived; arrived == before;)
+        const int before = arrived;
+        while (arrived == before)
             platform::RunLoop::current().runOnce(std::chrono::seconds(60));
     }
     const double elapsed = now() - start;
