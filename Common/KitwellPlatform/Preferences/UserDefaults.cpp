@@ -1,5 +1,6 @@
 #include "KitwellPlatform/Preferences/UserDefaults.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <map>
 #include <utility>
@@ -70,8 +71,8 @@ struct UserDefaults::State {
 
     // The value under the key, or null; valid until the next change or refresh.
     const Value* find(std::string_view key);
-    // Puts the changes into `content`; whether that made a difference.
-    bool applyChanges(Dictionary& content) const;
+    // What the file is to hold; nothing when the changes make no difference to what it holds.
+    std::optional<Dictionary> changedContent() const;
 };
 
 const Value* UserDefaults::State::find(std::string_view key) {
@@ -82,20 +83,27 @@ const Value* UserDefaults::State::find(std::string_view key) {
     return file.content().find(key);
 }
 
-bool UserDefaults::State::applyChanges(Dictionary& content) const {
-    bool differs = false;
-    for (const auto& [key, value] : changes) {
-        if (!value) {
-            differs |= content.remove(key);
-            continue;
-        }
-        const Value* held = content.find(key);
-        if (held && isWrittenAlike(*held, *value))
-            continue;
-        content.set(key, *value);
-        differs = true;
+std::optional<Dictionary> UserDefaults::State::changedContent() const {
+    const Dictionary& held = file.content();
+    const bool differs = std::ranges::any_of(changes, [&](const auto& change) {
+        const Value* before = held.find(change.first);
+        return change.second ? !before || !isWrittenAlike(*before, *change.second) : before != nullptr;
+    });
+    if (!differs)
+        return std::nullopt;
+    Dictionary content; // not a changed copy: what is replaced may be large
+    for (const auto& [key, value] : held) {
+        const auto change = changes.find(key);
+        if (change == changes.end())
+            content.set(key, value);
+        else if (change->second)
+            content.set(key, *change->second);
     }
-    return differs;
+    for (const auto& [key, value] : changes) {
+        if (value && !held.find(key))
+            content.set(key, *value);
+    }
+    return content;
 }
 
 UserDefaults::UserDefaults(std::unique_ptr<State> state) : state_(std::move(state)) {}
@@ -168,14 +176,18 @@ std::optional<Date> UserDefaults::dateForKey(std::string_view key) const {
 void UserDefaults::setObjectForKey(Value value, std::string_view key) {
     if (value.isNull())
         return removeObjectForKey(key);
-    // Refused here, since the file could never be written with it, nor with any other change.
-    const auto encoded = writeBinaryPropertyList(Dictionary{{std::string(key), value}});
+    // Refused here, since the file could never be written with it, nor with any other change. Looked at where
+    // it will stand in the file, and moved there and back: values may be large.
+    Dictionary domain;
+    domain.set(key, std::move(value));
+    Value root(std::move(domain));
+    const auto encoded = writeBinaryPropertyList(root);
     if (!encoded) {
         writeLogLine("preferences: the value for '" + std::string(key) +
                      "' is refused: " + encoded.error().description);
         return;
     }
-    state_->changes.insert_or_assign(std::string(key), std::move(value));
+    state_->changes.insert_or_assign(std::string(key), std::move(*root.asDictionary()->find(key)));
 }
 
 void UserDefaults::removeObjectForKey(std::string_view key) {
@@ -192,8 +204,8 @@ bool UserDefaults::synchronize() {
     const auto lock = state.file.lock();
     if (!lock || !state.file.refreshLocked())
         return false;
-    Dictionary content = state.file.content();
-    if (state.applyChanges(content) && !state.file.write(std::move(content)))
+    auto content = state.changedContent();
+    if (content && !state.file.write(*std::move(content)))
         return false;
     state.changes.clear();
     state.hasFailed = false;
