@@ -22,7 +22,14 @@ bool DialogChannel::send(std::string_view packet) {
 std::optional<std::string> DialogChannel::receive() {
     std::string packet(kMaxDialogPacket, '\0');
     // MSG_TRUNC answers the packet's whole length, also when it does not fit.
-    const ssize_t length = ::recv(socket_.get(), packet.data(), packet.size(), MSG_DONTWAIT | MSG_TRUNC);
+    const auto next = [&] {
+        return ::recv(socket_.get(), packet.data(), packet.size(), MSG_DONTWAIT | MSG_TRUNC);
+    };
+    ssize_t length = next();
+    // A peer that ends with something of ours unread resets the connection; the reset is told once, before what it
+    // sent last, which is still there.
+    if (length < 0 && errno == ECONNRESET)
+        length = next();
     if (length <= 0 || static_cast<std::size_t>(length) > packet.size())
         return std::nullopt;
     packet.resize(static_cast<std::size_t>(length));

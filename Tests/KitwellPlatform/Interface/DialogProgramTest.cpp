@@ -130,6 +130,15 @@ TEST_F(DialogProgram, OneThatCannotRunOrEndsWithoutAWordIsACancelWithOneLogLine)
     }
 }
 
+TEST_F(DialogProgram, AnAnswerCountsAlsoFromOneThatEndsWithSomethingUnread) {
+    auto ends = DialogChannel::makePair();
+    ASSERT_TRUE(ends && ends->first.send("never read") && ends->second.send("the answer"));
+    DialogChannel caller = std::move(ends->first);
+    ends.reset();
+    EXPECT_EQ(caller.receive(), "the answer");
+    EXPECT_EQ(caller.receive(), std::nullopt);
+}
+
 TEST_F(DialogProgram, TheCallersTimersAndPortsGoOnWhileADialogIsUp) {
     RecordingPort port("sample.busy");
     const auto peer = PortNameServer::systemDefault().portForName("sample.busy");
