@@ -1,5 +1,6 @@
 #pragma once
 
+#include <map>
 #include <span>
 #include <string>
 #include <string_view>
@@ -8,14 +9,22 @@
 
 namespace kitwell::applications {
 
-using Arguments = std::span<const std::string>;
+// What follows the words of a command: its arguments, and the options that it knows.
+struct Call {
+    std::span<const std::string> arguments;
+    std::map<std::string, std::string> options; // "--name" or "--name=value" by their name, without dashes
+
+    const std::string& operator[](std::size_t index) const { return arguments[index]; }
+    bool has(const std::string& option) const { return options.contains(option); }
+};
 
 // One command of the program, known by one or two words.
 struct Command {
     std::string_view words;
     std::string_view parameters; // one word each
     std::string_view purpose;
-    Answer (*run)(Arguments arguments); // as many as there are parameters
+    Answer (*run)(const Call& call); // with as many arguments as there are parameters
+    std::string_view options = {};   // one word each: "--name", or "--name=VALUE" where it takes a value
 };
 
 // One group for each file of this name.

@@ -16,7 +16,7 @@ Value pathOf(const Value& bookmark) {
     return url ? Value(url->path()) : Value();
 }
 
-Answer listGrants(Arguments) {
+Answer listGrants(const Call&) {
     const auto preferences = platform::UserDefaults::forApplication(kAgentBundleIdentifier);
     platform::Array rows;
     for (const Value& bookmark :

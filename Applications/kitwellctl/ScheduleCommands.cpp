@@ -75,7 +75,7 @@ Answer notStored() {
     return Answer::failed("the store of launch schedules cannot be written");
 }
 
-Answer listSchedules(Arguments) {
+Answer listSchedules(const Call&) {
     platform::Array rows;
     for (const Dictionary& entry : storedEntries())
         rows.emplace_back(Dictionary{{"name", valueUnder(entry, kScheduleName)},
@@ -87,24 +87,24 @@ Answer listSchedules(Arguments) {
     return Answer::list(std::move(rows));
 }
 
-Answer launchAt(Arguments arguments) {
-    const auto date = readDate(arguments[1]);
+Answer launchAt(const Call& call) {
+    const auto date = readDate(call[1]);
     if (!date)
-        return Answer::usage("no date: " + arguments[1] + " (YYYY-MM-DDThh:mm:ssZ or now+SECONDS)");
-    return forTool(arguments[0], [&](const InstalledTool& tool) {
+        return Answer::usage("no date: " + call[1] + " (YYYY-MM-DDThh:mm:ssZ or now+SECONDS)");
+    return forTool(call[0], [&](const InstalledTool& tool) {
         AgentScheduler::scheduleToolAtDate(*date, tool.identifier, tool.name);
         if (!isStored(tool.identifier, tool.name, kScheduleDate, *date))
             return notStored();
-        return Answer::done(tool.name + " is launched at " + date->iso8601().value_or(arguments[1]),
+        return Answer::done(tool.name + " is launched at " + date->iso8601().value_or(call[1]),
                             {{"name", tool.name}, {"date", *date}});
     });
 }
 
-Answer launchEvery(Arguments arguments) {
-    const auto interval = readSeconds(arguments[1]);
+Answer launchEvery(const Call& call) {
+    const auto interval = readSeconds(call[1]);
     if (!interval)
-        return Answer::usage("no number of seconds above zero: " + arguments[1]);
-    return forTool(arguments[0], [&](const InstalledTool& tool) {
+        return Answer::usage("no number of seconds above zero: " + call[1]);
+    return forTool(call[0], [&](const InstalledTool& tool) {
         const Date first = Date::now().adding(*interval);
         updateSchedulerPlist(tool.identifier, tool.name, [&](Dictionary& entry) {
             entry.set(kScheduleAtDate, true);
@@ -114,18 +114,18 @@ Answer launchEvery(Arguments arguments) {
         if (!isStored(tool.identifier, tool.name, kScheduleDate, first))
             return notStored();
         tellAgent();
-        return Answer::done(tool.name + " is launched every " + arguments[1] + " seconds",
+        return Answer::done(tool.name + " is launched every " + call[1] + " seconds",
                             {{"name", tool.name}, {"date", first}, {"interval", *interval}});
     });
 }
 
 // The tool may be gone from the disk by now: what counts is its entry.
-Answer cancel(Arguments arguments) {
+Answer cancel(const Call& call) {
     for (const Dictionary& entry : storedEntries()) {
         const std::string name = textUnder(entry, kScheduleName);
         const std::string bundleId = textUnder(entry, kScheduleBundleId);
         const bool isArmed = valueUnder(entry, kScheduleAtDate).truth() && !bundleId.empty();
-        if (!isArmed || !isSameName(name, arguments[0]))
+        if (!isArmed || !isSameName(name, call[0]))
             continue;
         AgentScheduler::cancelScheduleByName(name, bundleId);
         if (!isStored(bundleId, name, kScheduleAtDate, Value()))
@@ -133,14 +133,14 @@ Answer cancel(Arguments arguments) {
         tellAgent();
         return Answer::done(name + " is not launched by date any more", {{"name", name}});
     }
-    return Answer::failed("no launch by date is armed for " + arguments[0]);
+    return Answer::failed("no launch by date is armed for " + call[0]);
 }
 
-Answer launchAtLogin(Arguments arguments) {
-    const bool isWanted = arguments[1] == "on";
-    if (!isWanted && arguments[1] != "off")
-        return Answer::usage("neither on nor off: " + arguments[1]);
-    return forTool(arguments[0], [&](const InstalledTool& tool) {
+Answer launchAtLogin(const Call& call) {
+    const bool isWanted = call[1] == "on";
+    if (!isWanted && call[1] != "off")
+        return Answer::usage("neither on nor off: " + call[1]);
+    return forTool(call[0], [&](const InstalledTool& tool) {
         updateSchedulerPlist(tool.identifier, tool.name,
                              [&](Dictionary& entry) { entry.set(kScheduleAtLogin, isWanted); });
         if (!isStored(tool.identifier, tool.name, kScheduleAtLogin, isWanted))

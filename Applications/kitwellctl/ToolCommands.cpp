@@ -15,7 +15,7 @@ std::string storedStatus(const InstalledTool& tool) {
     return ToolPersistentDataReader(file, tool.identifier).isPermanent() ? "permanent" : "off";
 }
 
-Answer listTools(Arguments) {
+Answer listTools(const Call&) {
     platform::Array rows;
     for (const InstalledTool& tool : InstalledTool::all())
         rows.emplace_back(Dictionary{{"name", tool.name},
@@ -46,19 +46,18 @@ Answer sendTo(const InstalledTool& tool, std::uint32_t command, std::string_view
     return Answer::done(platform::formatText("%@ %@", what, tool.name), {{"name", tool.name}});
 }
 
-Answer launch(Arguments arguments) {
-    return forTool(arguments[0], launchTool);
+Answer launch(const Call& call) {
+    return forTool(call[0], launchTool);
 }
 
-Answer turnOff(Arguments arguments) {
-    return forTool(arguments[0],
+Answer turnOff(const Call& call) {
+    return forTool(call[0],
                    [](const InstalledTool& tool) { return sendTo(tool, ToolMessageTurnOff, "turned off"); });
 }
 
-Answer click(Arguments arguments) {
-    return forTool(arguments[0], [](const InstalledTool& tool) {
-        return sendTo(tool, ToolMessageClickMenuIcon, "clicked");
-    });
+Answer click(const Call& call) {
+    return forTool(
+        call[0], [](const InstalledTool& tool) { return sendTo(tool, ToolMessageClickMenuIcon, "clicked"); });
 }
 
 constexpr Command kCommands[] = {

@@ -18,9 +18,16 @@ namespace {
 struct CommandLine {
     Format format = Format::Text;
     bool wantsHelp = false;
-    std::vector<std::string> words; // command and arguments
-    std::string unknownOption;
+    std::vector<std::string> words;             // command and arguments
+    std::map<std::string, std::string> options; // those of the command, without dashes
 };
+
+// "--name=value" and "--name" as name and value.
+std::pair<std::string, std::string> readOption(const std::string& text) {
+    const std::size_t start = std::min(text.find_first_not_of('-'), text.size());
+    const std::size_t equals = std::min(text.find('=', start), text.size());
+    return {text.substr(start, equals - start), text.substr(std::min(equals + 1, text.size()))};
+}
 
 CommandLine readCommandLine(std::span<char*> texts) {
     CommandLine line;
@@ -35,7 +42,7 @@ CommandLine readCommandLine(std::span<char*> texts) {
         else if (text == "--help")
             line.wantsHelp = true;
         else
-            line.unknownOption = text;
+            line.options.insert(readOption(text));
     }
     return line;
 }
@@ -61,6 +68,8 @@ std::size_t commonWords(const std::vector<std::string>& left, const std::vector<
 
 std::string lineFor(const Command& command) {
     std::string call = std::string(command.words) + " " + std::string(command.parameters);
+    for (const std::string& option : wordsOf(command.options))
+        call += " [" + option + "]";
     constexpr std::size_t kWidth = 30;
     call.resize(std::max(call.size(), kWidth), ' ');
     return "  " + call + " " + std::string(command.purpose) + "\n";
@@ -87,17 +96,31 @@ std::optional<Command> findCommand(const std::vector<std::string>& words) {
     return std::nullopt;
 }
 
+// The first option that the command does not take, or takes only with, or only without, a value.
+std::optional<std::string> unknownOption(const Command& command, const CommandLine& line) {
+    const auto known = wordsOf(command.options);
+    for (const auto& [name, value] : line.options) {
+        const auto isIt = [&](const std::string& option) {
+            const std::size_t equals = option.find('=');
+            return option.substr(0, equals) == "--" + name && (equals == option.npos) == value.empty();
+        };
+        if (std::none_of(known.begin(), known.end(), isIt))
+            return name;
+    }
+    return std::nullopt;
+}
+
 Answer carryOut(const CommandLine& line) {
-    if (!line.unknownOption.empty())
-        return Answer::usage("unknown option " + line.unknownOption);
     const auto command = findCommand(line.words);
     if (!command)
         return Answer::usage(line.words.empty() ? "no command; see --help" : "no such command; see --help");
-    const auto arguments = Arguments(line.words).subspan(wordsOf(command->words).size());
+    if (const auto unknown = unknownOption(*command, line))
+        return Answer::usage("unknown option --" + *unknown + ", or one without its value; see --help");
+    const auto arguments = std::span(line.words).subspan(wordsOf(command->words).size());
     if (arguments.size() != wordsOf(command->parameters).size())
         return Answer::usage("usage: kitwellctl " + std::string(command->words) + " " +
                              std::string(command->parameters));
-    return command->run(arguments);
+    return command->run({arguments, line.options});
 }
 
 ExitCode runProgram(std::span<char*> texts) {

@@ -4,6 +4,7 @@
 
 #include "KitwellCommon/AgentPresence/AgentAlert.h"
 #include "KitwellCommon/AgentPresence/ToolRequirements.h"
+#include "KitwellCommon/Auxiliary/CommonAuxiliary.h"
 #include "KitwellCommon/Localization.h"
 #include "KitwellCommon/Logging/KWLog.h"
 #include "KitwellCommon/SharedState/AgentScheduler.h"
