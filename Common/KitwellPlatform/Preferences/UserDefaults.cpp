@@ -9,6 +9,7 @@
 #include "KitwellPlatform/Files/FileUrl.h"
 #include "KitwellPlatform/Files/SearchPaths.h"
 #include "KitwellPlatform/Logging/Log.h"
+#include "KitwellPlatform/Machine/Machine.h"
 #include "KitwellPlatform/Preferences/PreferencesFile.h"
 #include "KitwellPlatform/Values/PropertyList.h"
 
@@ -32,10 +33,21 @@ std::string suitePath(std::string_view suite) {
     return pathOrNothing(folder, suite);
 }
 
+std::string libraryPath(std::string_view folder, std::string_view domain) {
+    if (!isPlainFileName(domain))
+        return pathOrNothing(systemError("use the text as a file name", EINVAL), domain);
+    return pathOrNothing(SearchPaths::userLibrary() + std::string(folder), domain);
+}
+
 std::string applicationPath(std::string_view identifier) {
-    if (!isPlainFileName(identifier))
-        return pathOrNothing(systemError("use the text as a file name", EINVAL), identifier);
-    return pathOrNothing(SearchPaths::userLibrary() + "/Preferences", identifier);
+    return libraryPath("/Preferences", identifier);
+}
+
+std::string applicationPathOnThisHost(std::string_view identifier) {
+    const std::string host = Machine::platformUUID();
+    if (host.empty())
+        return pathOrNothing(systemError("tell this machine from others", ENODATA), identifier);
+    return libraryPath("/Preferences/ByHost", std::string(identifier) + "." + host);
 }
 
 // A program outside any bundle has a domain, too: its own name's.
@@ -118,6 +130,10 @@ UserDefaults& UserDefaults::standard() {
 
 UserDefaults UserDefaults::forApplication(std::string_view bundleIdentifier) {
     return UserDefaults(std::make_unique<State>(applicationPath(bundleIdentifier)));
+}
+
+UserDefaults UserDefaults::forApplicationOnThisHost(std::string_view bundleIdentifier) {
+    return UserDefaults(std::make_unique<State>(applicationPathOnThisHost(bundleIdentifier)));
 }
 
 UserDefaults::UserDefaults(UserDefaults&&) noexcept = default;

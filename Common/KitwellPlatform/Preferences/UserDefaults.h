@@ -31,6 +31,10 @@ public:
     static UserDefaults& standard();
     // The domain of any application.
     static UserDefaults forApplication(std::string_view bundleIdentifier);
+    // What any application keeps for this machine only, in a home that several may share:
+    // <Library>/Preferences/ByHost/<identifier>.<platform UUID>.plist. A machine without an identifier has a
+    // domain that holds nothing and takes nothing.
+    static UserDefaults forApplicationOnThisHost(std::string_view bundleIdentifier);
 
     UserDefaults(UserDefaults&&) noexcept;
     UserDefaults& operator=(UserDefaults&&) noexcept;
