@@ -17,9 +17,7 @@ class LaunchedPrograms {
 public:
     static LaunchedPrograms& shared();
 
-    // Starts a program by its absolute path, in a session and with signals, descriptors and a working folder
-    // of its own; standard error is shared. It reads `standardInput`, or nothing when that is -1. An error
-    // when it cannot be executed.
+    // Starts a program as SpawnPlan tells. An error when it cannot be executed.
     Result<int> start(const std::string& executable, std::vector<std::string> arguments,
                       int standardInput = -1);
     // The process that was started from this file and still lives.
