@@ -1,6 +1,7 @@
 #pragma once
 
 #include "KitwellCommon/Export.h"
+#include "KitwellPlatform/Files/FileUrl.h"
 
 namespace kitwell {
 
@@ -8,6 +9,7 @@ namespace kitwell {
 class KITWELL_API CommonAuxiliary {
 public:
     static CommonAuxiliary& sharedInstance();
+    bool findAppInLoginItems(const platform::FileUrl&) { return false; }
 
 private:
     CommonAuxiliary() = default;

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "KitwellCommon/Export.h"
+#include "KitwellCommon/SuiteIdentifiers.h"
 #include "KitwellPlatform/Images/Image.h"
 #include "KitwellPlatform/Ports/Port.h"
 
@@ -38,7 +39,6 @@ inline constexpr std::uint32_t ToolMessageSandboxAccess = 106;
 inline constexpr std::uint32_t ToolMessageClickMenuIcon = 107;
 inline constexpr std::uint32_t ToolMessageMenuText = 108;
 
-inline constexpr char kAgentBundleIdentifier[] = "com.corvalen.kitwell";
 inline constexpr char kAgentPortName[] = "7QW2LM9B5R.com.corvalen.kitwell.agent.port";
 
 // "7QW2LM9B5R.com.corvalen.kitwell.tool." and the FNV-1a hash (64 bits) of the tool bundle's path in

@@ -64,6 +64,22 @@ Result<void> FileManager::removeFile(const std::string& path) {
     return {};
 }
 
+Result<void> FileManager::renameFile(const std::string& from, const std::string& to) {
+    if (::rename(from.c_str(), to.c_str()) != 0)
+        return systemError("rename " + from + " to " + to, errno);
+    return {};
+}
+
+std::vector<std::string> FileManager::subpathsOfFolder(const std::string& path) {
+    using Walk = std::filesystem::recursive_directory_iterator;
+    std::vector<std::string> paths;
+    std::error_code failure;
+    Walk entry(path, std::filesystem::directory_options::skip_permission_denied, failure);
+    for (; !failure && entry != Walk(); entry.increment(failure))
+        paths.push_back(entry->path().lexically_relative(path).string());
+    return paths;
+}
+
 std::vector<std::string> FileManager::namesInFolder(const std::string& path) {
     std::vector<std::string> names;
     std::error_code failure;

@@ -24,6 +24,11 @@ public:
     // Creates what is missing of the path, mode 0700; an existing folder is a success.
     static Result<void> createFolder(const std::string& path);
     static Result<void> removeFile(const std::string& path);
+    // The file takes another name on the same volume, in the place of what has it.
+    static Result<void> renameFile(const std::string& from, const std::string& to);
+    // The paths of everything below the folder, relative to it, in the order in which the system lists them;
+    // symlinks to folders are not entered. Empty when the folder cannot be read.
+    static std::vector<std::string> subpathsOfFolder(const std::string& path);
     // Names without "." and "..", sorted by their bytes; empty when the folder cannot be read.
     static std::vector<std::string> namesInFolder(const std::string& path);
     // Bytes that an ordinary user may still write on the volume that holds the path, and the volume's size.

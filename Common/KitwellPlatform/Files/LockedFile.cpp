@@ -49,8 +49,8 @@ Result<LockedFile> LockedFile::lockFolder(const std::string& path, Wait wait) {
     return LockedFile(*std::move(folder));
 }
 
-Result<LockedFile> LockedFile::lockFile(const std::string& path, Wait wait) {
-    auto file = openFile(path, O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK, 0600);
+Result<LockedFile> LockedFile::lockFile(const std::string& path, Wait wait, unsigned mode) {
+    auto file = openFile(path, O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK, mode);
     if (!file)
         return file.error();
     if (auto locked = lock(file->get(), wait, path); !locked)

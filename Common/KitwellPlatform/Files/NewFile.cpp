@@ -1,7 +1,6 @@
 #include "KitwellPlatform/Files/NewFile.h"
 
 #include <cerrno>
-#include <cstdlib>
 #include <fcntl.h>
 #include <random>
 #include <unistd.h>
@@ -23,6 +22,11 @@ bool linkOpenFile(int descriptor, const std::string& path) {
     return ::linkat(AT_FDCWD, place.c_str(), AT_FDCWD, path.c_str(), AT_SYMLINK_FOLLOW) == 0;
 }
 
+std::string temporaryPathIn(const std::string& folder) {
+    std::random_device random;
+    return folder + "/" + kTemporaryNamePrefix + std::to_string(random()) + std::to_string(random());
+}
+
 // Kernels that know no files without a name answer EISDIR.
 bool lacksUnnamedFiles(const Error& error) {
     return error.code == EOPNOTSUPP || error.code == EISDIR;
@@ -30,17 +34,17 @@ bool lacksUnnamedFiles(const Error& error) {
 
 } // namespace
 
-Result<NewFile> NewFile::inFolder(std::string folder) {
-    auto unnamed = openFile(folder, O_TMPFILE | O_RDWR, 0600);
+Result<NewFile> NewFile::inFolder(std::string folder, unsigned mode) {
+    auto unnamed = openFile(folder, O_TMPFILE | O_RDWR, mode);
     if (unnamed)
         return NewFile(*std::move(unnamed), std::move(folder), "");
     if (!lacksUnnamedFiles(unnamed.error()))
         return unnamed.error();
-    std::string path = folder + "/" + kTemporaryNamePrefix + "XXXXXX";
-    FileDescriptor named(::mkostemp(path.data(), O_CLOEXEC));
+    std::string path = temporaryPathIn(folder);
+    auto named = openFile(path, O_CREAT | O_EXCL | O_RDWR, mode);
     if (!named)
-        return systemError("create a file in " + folder, errno);
-    return NewFile(std::move(named), std::move(folder), std::move(path));
+        return named.error();
+    return NewFile(*std::move(named), std::move(folder), std::move(path));
 }
 
 NewFile::~NewFile() {
@@ -56,9 +60,7 @@ Result<void> NewFile::appearAs(const std::string& path) {
 
 Result<void> NewFile::replace(const std::string& path) {
     if (temporaryPath_.empty()) { // only a name can be renamed
-        std::random_device random;
-        std::string name =
-            folder_ + "/" + kTemporaryNamePrefix + std::to_string(random()) + std::to_string(random());
+        std::string name = temporaryPathIn(folder_);
         if (auto named = appearAs(name); !named)
             return named;
         temporaryPath_ = std::move(name);

@@ -11,12 +11,13 @@ namespace kitwell::platform {
 // How the name of a file begins that is not finished yet, or that a killed writer never finished.
 inline constexpr char kTemporaryNamePrefix[] = ".temporary-";
 
-// A new empty file of mode 0600 that nobody else sees before it is finished and takes its name. Until then it
+// A new empty file that nobody else sees before it is finished and takes its name. Until then it
 // has no name at all, so that nothing stays behind when the process is killed; on a file system that knows no
 // such files it has a temporary name, which goes with the object. Inside the library only; any thread.
 class NewFile {
 public:
-    static Result<NewFile> inFolder(std::string folder);
+    // The mode is less the process's mask.
+    static Result<NewFile> inFolder(std::string folder, unsigned mode = 0600);
 
     NewFile(NewFile&& other) noexcept
         : descriptor_(std::move(other.descriptor_)), folder_(std::move(other.folder_)),

@@ -26,8 +26,8 @@ std::optional<std::string> DialogChannel::receive() {
         return ::recv(socket_.get(), packet.data(), packet.size(), MSG_DONTWAIT | MSG_TRUNC);
     };
     ssize_t length = next();
-    // A peer that ends with something of ours unread resets the connection; the reset is told once, before what it
-    // sent last, which is still there.
+    // A peer that ends with something of ours unread resets the connection; the reset is told once, before
+    // what it sent last, which is still there.
     if (length < 0 && errno == ECONNRESET)
         length = next();
     if (length <= 0 || static_cast<std::size_t>(length) > packet.size())

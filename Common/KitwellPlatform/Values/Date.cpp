@@ -4,6 +4,8 @@
 #include <chrono>
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
+#include <ctime>
 
 namespace kitwell::platform {
 
@@ -90,6 +92,22 @@ std::optional<std::string> Date::iso8601() const {
     char text[64];
     std::snprintf(text, sizeof text, "%04d-%02d-%02dT%02d:%02d:%02dZ", time->year, time->month, time->day,
                   time->hour, time->minute, static_cast<int>(time->second));
+    return text;
+}
+
+std::optional<std::string> Date::localText() const {
+    const std::time_t wholeSeconds = static_cast<std::time_t>(std::floor(calendar() ? unixTime() : 0));
+    std::tm zone{};
+    if (!calendar() || !::localtime_r(&wholeSeconds, &zone))
+        return std::nullopt;
+    const auto time = adding(static_cast<double>(zone.tm_gmtoff)).calendar();
+    if (!time)
+        return std::nullopt;
+    const long minutes = std::labs(zone.tm_gmtoff) / 60;
+    char text[64];
+    std::snprintf(text, sizeof text, "%04d-%02d-%02d %02d:%02d:%06.3f %c%02ld%02ld", time->year, time->month,
+                  time->day, time->hour, time->minute, std::floor(time->second * 1000) / 1000,
+                  zone.tm_gmtoff < 0 ? '-' : '+', minutes / 60, minutes % 60);
     return text;
 }
 

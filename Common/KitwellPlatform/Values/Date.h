@@ -36,6 +36,10 @@ struct PLATFORM_API Date {
     // "YYYY-MM-DDThh:mm:ssZ", whole seconds rounded down; nothing outside the years 1 to 9999.
     std::optional<std::string> iso8601() const;
 
+    // "YYYY-MM-DD hh:mm:ss.mmm +hhmm" in the process's time zone, milliseconds rounded down; nothing outside
+    // the years 1 to 9999.
+    std::optional<std::string> localText() const;
+
     Date adding(double seconds) const { return {secondsSinceReference + seconds}; }
     double secondsUntil(Date later) const { return later.secondsSinceReference - secondsSinceReference; }
 

@@ -25,6 +25,10 @@ inline constexpr std::string_view kSystemErrorDomain = "system";
 // The error for an errno value; `doing` names the operation and what it was done to ("open /a/b").
 PLATFORM_API Error systemError(std::string_view doing, int errnoValue);
 
+// Whether the system found nothing under the path, or something where nothing should be.
+PLATFORM_API bool isNoSuchFile(const Error& error);
+PLATFORM_API bool isFileExists(const Error& error);
+
 // A value, or the reason why there is none. Reading the side that is not there is a programming error.
 template <class T>
 class [[nodiscard]] Result {

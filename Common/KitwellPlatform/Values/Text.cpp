@@ -119,20 +119,32 @@ struct Filler {
 
 } // namespace
 
+std::optional<Utf8Character> firstUtf8Character(std::string_view text) {
+    if (text.empty())
+        return std::nullopt;
+    const auto byte = [&](std::size_t place) { return static_cast<unsigned char>(text[place]); };
+    const int more = continuationCount(byte(0));
+    if (more < 0 || text.size() <= static_cast<std::size_t>(more))
+        return std::nullopt;
+    if (more == 0)
+        return Utf8Character{byte(0), 1};
+    if (!isSecondByte(byte(0), byte(1)))
+        return std::nullopt;
+    char32_t code = byte(0) & (0x3FU >> static_cast<unsigned>(more));
+    for (std::size_t place = 1; place <= static_cast<std::size_t>(more); ++place) {
+        if ((byte(place) & 0xC0) != 0x80)
+            return std::nullopt;
+        code = code << 6U | (byte(place) & 0x3FU);
+    }
+    return Utf8Character{code, static_cast<std::size_t>(more) + 1};
+}
+
 bool isValidUtf8(std::string_view text) {
-    std::size_t at = 0;
-    while (at < text.size()) {
-        const auto first = static_cast<unsigned char>(text[at]);
-        const int more = continuationCount(first);
-        if (more < 0 || text.size() - at <= static_cast<std::size_t>(more))
+    while (!text.empty()) {
+        const auto character = firstUtf8Character(text);
+        if (!character)
             return false;
-        if (more > 0 && !isSecondByte(first, static_cast<unsigned char>(text[at + 1])))
-            return false;
-        for (int place = 2; place <= more; ++place) {
-            if ((static_cast<unsigned char>(text[at + static_cast<std::size_t>(place)]) & 0xC0) != 0x80)
-                return false;
-        }
-        at += static_cast<std::size_t>(more) + 1;
+        text.remove_prefix(character->size);
     }
     return true;
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <concepts>
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <span>
@@ -11,6 +12,14 @@
 #include "KitwellPlatform/Export.h"
 
 namespace kitwell::platform {
+
+struct Utf8Character {
+    char32_t code = 0;
+    std::size_t size = 0; // bytes that it takes, 1 to 4
+};
+
+// The character that the text begins with; nothing when it is empty or its first bytes are no character.
+PLATFORM_API std::optional<Utf8Character> firstUtf8Character(std::string_view text);
 
 PLATFORM_API bool isValidUtf8(std::string_view text);
 

@@ -1,0 +1,135 @@
+#include "KitwellCommon/Telemetry/CEPLogClass.h"
+
+#include "KitwellCommon/SuiteIdentifiers.h"
+#include "KitwellCommon/Telemetry/CEPLog.h"
+#include "KitwellCommon/Telemetry/CEPLogContext.h"
+#include "KitwellCommon/Telemetry/ReportCollection.h"
+#include "KitwellCommon/Telemetry/ReportUpload.h"
+#include "KitwellPlatform/Files/FileManager.h"
+#include "KitwellPlatform/Files/LockedFile.h"
+#include "KitwellPlatform/Files/SearchPaths.h"
+#include "KitwellPlatform/Preferences/UserDefaults.h"
+#include "KitwellPlatform/RunLoop/DetachedThread.h"
+
+namespace kitwell {
+
+using platform::Date;
+using platform::LockedFile;
+using platform::UserDefaults;
+
+namespace {
+
+constexpr char kDisabledKey[] = "disableCEP";
+constexpr char kSyncDateKey[] = "CEPSyncDate";
+constexpr unsigned kLockFileMode = 0644;
+
+// Held, where it can be had, until the answer goes.
+platform::Result<LockedFile> lockCollection() {
+    return LockedFile::lockFile(CEPLogClass::lockFile(), LockedFile::Wait::ForLock, kLockFileMode);
+}
+
+void collectAlone(const std::string& folder) {
+    const auto lock = lockCollection();
+    collectReports(folder);
+}
+
+void uploadAll(const std::string& folder) {
+    const std::string response = platform::SearchPaths::userLibrary() + "/Logs/cvl.kitwell.ceplog.log";
+    for (const std::string& report : waitingReports(folder))
+        startUpload(folder + "/" + report, response);
+}
+
+void collectAndUpload(const std::string& folder) {
+    collectAlone(folder);
+    uploadAll(folder);
+}
+
+} // namespace
+
+CEPLogClass::CEPLogClass() = default;
+CEPLogClass::~CEPLogClass() = default;
+
+bool CEPLogClass::isCEPDisabled() {
+    return UserDefaults::forApplication(kAgentBundleIdentifier).boolForKey(kDisabledKey).value_or(false);
+}
+
+CEPLogClass* CEPLogClass::sharedInstance() {
+    // Never destroyed: detached threads may use it while the process ends.
+    static CEPLogClass* const instance = [] {
+        if (isCEPDisabled())
+            return static_cast<CEPLogClass*>(nullptr);
+        (void)CEPLogInit();
+        return new CEPLogClass;
+    }();
+    return instance;
+}
+
+void CEPLogClass::log(std::string_view action, const platform::Value& prefs,
+                      const platform::Value& details) const {
+    (void)CEPLogEvent(action, platform::Value(), prefs, details);
+}
+
+std::string CEPLogClass::lockFile() {
+    const auto folder = platform::SearchPaths::temporaryFolder();
+    return (folder ? *folder : "") + "/cvl.kitwell.ceplog.lock";
+}
+
+void CEPLogClass::initGrab() {
+    const auto lock = lockCollection();
+    auto preferences = UserDefaults::forApplication(kAgentBundleIdentifier);
+    const std::optional<Date> due = preferences.dateForKey(kSyncDateKey);
+    const Date now = Date::now();
+    if (due && now <= *due)
+        return armTimer(*due);
+    const Date next = now.adding(CEPFireInterval);
+    preferences.setObjectForKey(next, kSyncDateKey);
+    preferences.synchronize();
+    armTimer(next);
+    if (due)
+        fireCEP();
+}
+
+std::optional<Date> CEPLogClass::timerFireDate() const {
+    return fireDate_;
+}
+
+void CEPLogClass::armTimer(Date date) {
+    fireDate_ = date;
+    timer_ = std::make_unique<platform::DateTimer>(platform::RunLoop::current(),
+                                                   platform::RunLoopModes::Common, [this] { timerFired(); });
+    timer_->waitFor(date);
+}
+
+// The times stay on the grid that the first one set; those that were slept through are made up for by one.
+void CEPLogClass::timerFired() {
+    const Date now = Date::now();
+    const bool isDue = *fireDate_ <= now;
+    while (*fireDate_ <= now)
+        fireDate_ = fireDate_->adding(CEPFireInterval);
+    timer_->waitFor(*fireDate_);
+    if (isDue)
+        fireCEP();
+}
+
+void CEPLogClass::fireCEP() {
+    platform::runOnDetachedThread([folder = reportFolder()] { collectAndUpload(folder); });
+}
+
+void CEPLogClass::sendCEP() {
+    collectAndUpload(reportFolder());
+}
+
+std::string CEPLogClass::logGrab() {
+    collectReports(reportFolder());
+    return reportFolder();
+}
+
+const std::string& CEPLogClass::reportFolder() {
+    if (logPath_.empty()) {
+        logPath_ = platform::SearchPaths::userLibrary() + "/Logs/CorvalenKitwell";
+        (void)platform::FileManager::createFolder(logPath_);
+    }
+    return logPath_;
+}
+
+} // namespace kitwell

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <string>
+
+#include "KitwellPlatform/Files/AppendFile.h"
+
+namespace kitwell {
+
+// Sealing a log, the one way for writers and collectors. Inside the framework only; any thread.
+
+enum class Sealing {
+    Done,
+    NameIsGone,  // somebody else moved the log away meanwhile
+    AnotherFile, // somebody else began a new log meanwhile
+    NoStatus,    // the log, or its path, cannot be looked at
+    NoPathStatus,
+    NotRenamed,
+};
+
+// Gives the open log, held exclusively, the sealed name, in the place of a sealed log that still waits; then
+// closes the document, makes the file read-only and brings it to the disk.
+Sealing sealLog(platform::AppendFile& file, const std::string& path, const std::string& sealedPath);
+
+// Completes a sealed log whose sealer was killed, or found the disk full, before the document was closed.
+// True when the document is whole.
+bool completeSealedLog(const platform::AppendFile& sealed, const std::string& sealedPath);
+
+} // namespace kitwell

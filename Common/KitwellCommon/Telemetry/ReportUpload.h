@@ -1,0 +1,18 @@
+#pragma once
+
+#include <string>
+
+#include "KitwellCommon/Export.h"
+
+namespace kitwell {
+
+// Starts the upload of one report and returns at once: a process of its own packs the report into
+// "<report>.tar.gz" as "Report.xml", posts that as the form field "data", leaves the answer's body in
+// `responsePath`, and removes both files once the post has succeeded. Any thread.
+void startUpload(const std::string& reportPath, const std::string& responsePath);
+
+// For tests and demonstrations: reports of this process go to another address from now on. Nothing else moves
+// it, no environment variable and no preference. Before the first upload.
+KITWELL_API void setReportEndpoint(const std::string& url);
+
+} // namespace kitwell
