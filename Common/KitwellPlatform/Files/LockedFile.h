@@ -19,8 +19,8 @@ public:
 
     // A folder that exists.
     static Result<LockedFile> lockFolder(const std::string& path, Wait wait = Wait::ForLock);
-    // A file, created when missing with this mode less the process's mask, and never removed; a symlink in its
-    // place is refused.
+    // A file, created when missing with this mode less the process's mask, and never removed; a symlink in
+    // its place is refused.
     static Result<LockedFile> lockFile(const std::string& path, Wait wait = Wait::ForLock,
                                        unsigned mode = 0600);
     // A new file of mode 0600 with this content, locked before its name exists. EEXIST when the name is
