@@ -1,9 +1,12 @@
 // A tool that counts the clicks on its menu icon, beyond its process too. Turning it off by command ends it.
+// Its words are a resource, so that they can be published anew without a new version of the tool.
 
 #include <cstdint>
+#include <string>
 
 #include "KitwellCommon/KitwellCommon.h"
 #include "KitwellPlatform/Applications/Application.h"
+#include "KitwellPlatform/Files/AtomicFile.h"
 #include "KitwellPlatform/Preferences/UserDefaults.h"
 #include "Shared/Canvas.h"
 
@@ -12,6 +15,26 @@ namespace kitwell::applications {
 namespace {
 
 constexpr char kClicksKey[] = "Clicks";
+constexpr char kWordsResource[] = "ClickWords";
+constexpr std::size_t kMaxWordsBytes = 4096;
+
+// The texts for one click and for any other number of clicks.
+struct Words {
+    std::string one = "%ld";
+    std::string many = "%ld";
+};
+
+// One text a line. Of a file that is none of these the plain number is left.
+Words currentWords() {
+    const auto content =
+        platform::readFile(ResourceManager::getMostActualResourcePath(kWordsResource), kMaxWordsBytes);
+    const std::string text = content ? platform::textFromUtf8(content->text()).value_or("") : "";
+    const std::size_t first = text.find('\n');
+    const std::size_t second = text.find('\n', first + 1);
+    if (first == std::string::npos || second == std::string::npos)
+        return {};
+    return {text.substr(0, first), text.substr(first + 1, second - first - 1)};
+}
 
 std::int64_t storedClicks() {
     const auto stored = platform::UserDefaults::standard().objectForKey(kClicksKey);
@@ -50,10 +73,11 @@ private:
     }
 
     void showClicks() {
-        client_.setMenuText(platform::formatText(clicks_ == 1 ? "%ld click" : "%ld clicks", clicks_));
+        client_.setMenuText(platform::formatText(clicks_ == 1 ? words_.one : words_.many, clicks_));
     }
 
     ToolDataClientProvider client_;
+    const Words words_ = currentWords();
     std::int64_t clicks_ = storedClicks();
 };
 

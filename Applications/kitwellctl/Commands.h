@@ -31,5 +31,6 @@ struct Command {
 std::span<const Command> toolCommands();
 std::span<const Command> scheduleCommands();
 std::span<const Command> grantCommands();
+std::span<const Command> resourceCommands();
 
 } // namespace kitwell::applications

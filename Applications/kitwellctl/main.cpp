@@ -49,7 +49,7 @@ CommandLine readCommandLine(std::span<char*> texts) {
 
 std::vector<Command> allCommands() {
     std::vector<Command> all;
-    for (const auto group : {toolCommands(), scheduleCommands(), grantCommands()})
+    for (const auto group : {toolCommands(), scheduleCommands(), grantCommands(), resourceCommands()})
         all.insert(all.end(), group.begin(), group.end());
     return all;
 }

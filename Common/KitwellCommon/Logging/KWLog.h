@@ -17,7 +17,7 @@ void KWLogVariadic(std::string_view format, const Arguments&... arguments) {
 
 // Whether lines meant for diagnosis are wanted: the environment variable KITWELL_EXTENDED_LOGGING is set and
 // not "0", or the application's own preference "ExtendedLogging" is true. Asked once in the life of a
-// process. Main thread.
+// process. Any thread.
 KITWELL_API bool KWIsExtendedLoggingOn();
 
 } // namespace kitwell

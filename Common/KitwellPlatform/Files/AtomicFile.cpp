@@ -51,13 +51,6 @@ Result<void> takeOverRights(int descriptor, const std::string& path) {
     return {};
 }
 
-// A file system that answers EINVAL keeps nothing that could be brought to the disk.
-Result<void> bringToDisk(int descriptor, const std::string& path) {
-    if (::fsync(descriptor) != 0 && errno != EINVAL)
-        return systemError("bring to the disk " + path, errno);
-    return {};
-}
-
 } // namespace
 
 Result<void> replaceFile(const std::string& path, std::span<const std::byte> content) {

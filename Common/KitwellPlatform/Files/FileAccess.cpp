@@ -1,7 +1,6 @@
 #include "KitwellPlatform/Files/FileAccess.h"
 
 #include <cerrno>
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <vector>
@@ -36,11 +35,11 @@ Result<Data> readToEnd(int descriptor, std::size_t expected, std::size_t limit, 
 
 } // namespace
 
-Result<FileDescriptor> openFile(const std::string& path, int flags, mode_t mode) {
+Result<FileDescriptor> openFile(const std::string& path, int flags, mode_t mode, int base) {
     if (path.find('\0') != std::string::npos)
         return systemError("open a path that holds a NUL", EINVAL);
     for (;;) {
-        FileDescriptor descriptor(::open(path.c_str(), flags | O_CLOEXEC, mode));
+        FileDescriptor descriptor(::openat(base, path.c_str(), flags | O_CLOEXEC, mode));
         if (descriptor)
             return descriptor;
         if (errno != EINTR)
@@ -56,6 +55,12 @@ Result<void> writeAll(int descriptor, std::span<const std::byte> bytes, const st
         else if (errno != EINTR)
             return systemError("write " + path, errno);
     }
+    return {};
+}
+
+Result<void> bringToDisk(int descriptor, const std::string& path) {
+    if (::fsync(descriptor) != 0 && errno != EINVAL)
+        return systemError("bring to the disk " + path, errno);
     return {};
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <fcntl.h>
 #include <span>
 #include <string>
 #include <sys/types.h>
@@ -13,11 +14,15 @@ namespace kitwell::platform {
 
 // The steps that the file services share. Inside the library only; any thread.
 
-// open(2) with close-on-exec. A path that holds a NUL, which the system would cut short, is the error EINVAL.
-Result<FileDescriptor> openFile(const std::string& path, int flags, mode_t mode = 0);
+// openat(2) with close-on-exec. A path that holds a NUL, which the system would cut short, is the error
+// EINVAL.
+Result<FileDescriptor> openFile(const std::string& path, int flags, mode_t mode = 0, int base = AT_FDCWD);
 
 // Writes all of the bytes; `path` is for the error's text.
 Result<void> writeAll(int descriptor, std::span<const std::byte> bytes, const std::string& path);
+
+// A file system that answers EINVAL keeps nothing that could be brought to the disk.
+Result<void> bringToDisk(int descriptor, const std::string& path);
 
 // The whole content of an open regular file: EFBIG beyond `limit` bytes, before memory is taken; EINVAL for
 // anything else than a regular file.

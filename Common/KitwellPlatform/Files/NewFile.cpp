@@ -1,7 +1,6 @@
 #include "KitwellPlatform/Files/NewFile.h"
 
 #include <cerrno>
-#include <fcntl.h>
 #include <random>
 #include <unistd.h>
 
@@ -13,13 +12,13 @@ namespace {
 
 // Older kernels give an open file a name by its place under /proc only; a process that changed its user
 // cannot see that place, which newer kernels do not need.
-bool linkOpenFile(int descriptor, const std::string& path) {
-    if (::linkat(descriptor, "", AT_FDCWD, path.c_str(), AT_EMPTY_PATH) == 0)
+bool linkOpenFile(int descriptor, int base, const std::string& path) {
+    if (::linkat(descriptor, "", base, path.c_str(), AT_EMPTY_PATH) == 0)
         return true;
     if (errno == EEXIST)
         return false;
     const std::string place = "/proc/self/fd/" + std::to_string(descriptor);
-    return ::linkat(AT_FDCWD, place.c_str(), AT_FDCWD, path.c_str(), AT_SYMLINK_FOLLOW) == 0;
+    return ::linkat(AT_FDCWD, place.c_str(), base, path.c_str(), AT_SYMLINK_FOLLOW) == 0;
 }
 
 std::string temporaryPathIn(const std::string& folder) {
@@ -34,27 +33,28 @@ bool lacksUnnamedFiles(const Error& error) {
 
 } // namespace
 
-Result<NewFile> NewFile::inFolder(std::string folder, unsigned mode) {
-    auto unnamed = openFile(folder, O_TMPFILE | O_RDWR, mode);
+Result<NewFile> NewFile::inFolder(std::string folder, unsigned mode, int base) {
+    auto unnamed = openFile(folder, O_TMPFILE | O_RDWR, mode, base);
     if (unnamed)
-        return NewFile(*std::move(unnamed), std::move(folder), "");
+        return NewFile(base, *std::move(unnamed), std::move(folder), "");
     if (!lacksUnnamedFiles(unnamed.error()))
         return unnamed.error();
     std::string path = temporaryPathIn(folder);
-    auto named = openFile(path, O_CREAT | O_EXCL | O_RDWR, mode);
+    auto named = openFile(path, O_CREAT | O_EXCL | O_RDWR, mode, base);
     if (!named)
         return named.error();
-    return NewFile(*std::move(named), std::move(folder), std::move(path));
+    return NewFile(base, *std::move(named), std::move(folder), std::move(path));
 }
 
 NewFile::~NewFile() {
     if (!temporaryPath_.empty())
-        ::unlink(temporaryPath_.c_str());
+        ::unlinkat(base_, temporaryPath_.c_str(), 0);
 }
 
 Result<void> NewFile::appearAs(const std::string& path) {
-    const bool done = temporaryPath_.empty() ? linkOpenFile(descriptor(), path)
-                                             : ::link(temporaryPath_.c_str(), path.c_str()) == 0;
+    const bool done = temporaryPath_.empty()
+                          ? linkOpenFile(descriptor(), base_, path)
+                          : ::linkat(base_, temporaryPath_.c_str(), base_, path.c_str(), 0) == 0;
     return done ? Result<void>() : systemError("create " + path, errno);
 }
 
@@ -65,7 +65,7 @@ Result<void> NewFile::replace(const std::string& path) {
             return named;
         temporaryPath_ = std::move(name);
     }
-    if (::rename(temporaryPath_.c_str(), path.c_str()) != 0)
+    if (::renameat(base_, temporaryPath_.c_str(), base_, path.c_str()) != 0)
         return systemError("replace " + path, errno);
     temporaryPath_.clear();
     return {};

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <fcntl.h>
 #include <string>
 #include <utility>
 
@@ -16,11 +17,12 @@ inline constexpr char kTemporaryNamePrefix[] = ".temporary-";
 // such files it has a temporary name, which goes with the object. Inside the library only; any thread.
 class NewFile {
 public:
-    // The mode is less the process's mask.
-    static Result<NewFile> inFolder(std::string folder, unsigned mode = 0600);
+    // The mode is less the process's mask. This path and those below lead from the open folder `base`, which
+    // stays open as long as the object lives.
+    static Result<NewFile> inFolder(std::string folder, unsigned mode = 0600, int base = AT_FDCWD);
 
     NewFile(NewFile&& other) noexcept
-        : descriptor_(std::move(other.descriptor_)), folder_(std::move(other.folder_)),
+        : base_(other.base_), descriptor_(std::move(other.descriptor_)), folder_(std::move(other.folder_)),
           temporaryPath_(std::exchange(other.temporaryPath_, {})) {}
     NewFile& operator=(NewFile&&) = delete;
     ~NewFile();
@@ -33,10 +35,11 @@ public:
     Result<void> replace(const std::string& path);
 
 private:
-    NewFile(FileDescriptor descriptor, std::string folder, std::string temporaryPath)
-        : descriptor_(std::move(descriptor)), folder_(std::move(folder)),
+    NewFile(int base, FileDescriptor descriptor, std::string folder, std::string temporaryPath)
+        : base_(base), descriptor_(std::move(descriptor)), folder_(std::move(folder)),
           temporaryPath_(std::move(temporaryPath)) {}
 
+    int base_;
     FileDescriptor descriptor_;
     std::string folder_;
     std::string temporaryPath_; // empty while there is none

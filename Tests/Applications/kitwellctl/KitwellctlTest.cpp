@@ -1,6 +1,7 @@
 // The built program, with the built tools, as a script would use it.
 
 #include <filesystem>
+#include <fstream>
 #include <gtest/gtest.h>
 
 #include "KitwellCommon/KitwellCommon.h"
@@ -126,6 +127,30 @@ TEST(Kitwellctl, StoresEachKindOfScheduleAndTellsTheAgentOfEachDate) {
     AgentScheduler::enumerateTools([](const auto&, const auto&, const auto& date) {
         EXPECT_NEAR(platform::Date::now().secondsUntil(*date), 3600, 60);
     });
+}
+
+TEST(Kitwellctl, PublishesAResourceAndTellsWhichCopyTheInstalledToolUses) {
+    const HomeWithCounter home;
+    const std::string file = home.path("words");
+    const auto publish = [&](const std::string& name, const Words& more) {
+        std::ofstream{file} << "once\nmany\n";
+        Words words{"resources", "publish", file, name};
+        words.insert(words.end(), more.begin(), more.end());
+        return run(words).exitCode;
+    };
+    const auto which = [] { return json({"resources", "which", "ClickWords"}); };
+    const auto holds = [&](const std::string& text) {
+        return which().output.find(text) != std::string::npos;
+    };
+    EXPECT_EQ(publish("ClickWords", {"1.0.0", kCounter}), 2);
+    EXPECT_EQ(publish("../ClickWords", {"99.0.0-1", kCounter}), 1);
+    EXPECT_EQ(which().exitCode, 1);
+    EXPECT_EQ(publish("ClickWords", {"99.0.0-1", kCounter}), 0);
+    EXPECT_TRUE(holds("\"shared\":false")) << which().output;
+    EXPECT_TRUE(holds("not executable\",\"path\":\"" + kCounterBundle + "/Contents/Resources/ClickWords"));
+    EXPECT_EQ(publish("ClickWords", {"99.0.0-1", kCounter, "--executable"}), 0);
+    EXPECT_TRUE(holds(R"("shared":true,"version":"99.0.0-1")")) << which().output;
+    EXPECT_NE(run({"resources", "list"}).output.find(kCounter), std::string::npos);
 }
 
 TEST(Kitwellctl, ListsGrantsAlsoWhereTheFolderIsGone) {
