@@ -12,19 +12,13 @@ namespace kitwell::platform {
 
 namespace {
 
-struct Order {
-    SpawnPlan plan;
-    int failure = ECANCELED; // what stays when the middle process is killed at its work
-};
-
-int carryOut(void* given) {
-    auto& order = *static_cast<Order*>(given);
+// Answers 0 or an errno value, which fits an exit code.
+int carryOut(void* plan) {
     int process = 0;
-    order.failure = order.plan.spawn(process);
-    return 0;
+    return static_cast<SpawnPlan*>(plan)->spawn(process);
 }
 
-// While it lives, no handler of this process can run in one that shares its memory.
+// While it lives, no handler of this process can run in a copy of it.
 class AllSignalsBlocked {
 public:
     AllSignalsBlocked() {
@@ -40,26 +34,29 @@ private:
     sigset_t before_{};
 };
 
-// A process in the middle starts the program and ends at once, so that the program is nobody's child. It
-// shares the memory of this process and holds only this thread, so nothing is copied and other threads go on.
-// It ends without a signal: no handler and no wait for any child of the program's owner hears of it.
-int throughAMiddleProcess(Order& order) {
+// A copy of this process, with this thread only, starts the program and ends at once, so that the program is
+// nobody's child. It takes no lock, which another thread might hold at the moment of the copy, and ends
+// without a signal: no handler and no wait for any child hears of it.
+int throughAMiddleProcess(SpawnPlan& plan) {
     constexpr std::size_t kStackBytes = 256U << 10;
     const auto stack = std::make_unique_for_overwrite<std::byte[]>(kStackBytes);
     const AllSignalsBlocked blocked;
-    const int middle = ::clone(carryOut, stack.get() + kStackBytes, CLONE_VM | CLONE_VFORK, &order);
+    const int middle = ::clone(carryOut, stack.get() + kStackBytes, 0, &plan);
     if (middle < 0)
         return errno;
-    while (::waitpid(middle, nullptr, __WALL) < 0 && errno == EINTR) {
+    int status = 0;
+    while (::waitpid(middle, &status, __WALL) < 0) {
+        if (errno != EINTR)
+            return errno;
     }
-    return order.failure;
+    return WIFEXITED(status) ? WEXITSTATUS(status) : ECANCELED;
 }
 
 } // namespace
 
 Result<void> Task::startDetached(const std::string& executable, std::vector<std::string> arguments) {
-    Order order{SpawnPlan(executable, std::move(arguments))};
-    const int failure = throughAMiddleProcess(order);
+    SpawnPlan plan(executable, std::move(arguments));
+    const int failure = throughAMiddleProcess(plan);
     return failure == 0 ? Result<void>() : systemError("start " + executable, failure);
 }
 
