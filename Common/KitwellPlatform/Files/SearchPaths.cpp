@@ -28,14 +28,15 @@ std::optional<std::string> absolutePathFromEnvironment(const char* name) {
     return value && value->starts_with('/') ? std::optional(FileUrl(*value).path()) : std::nullopt;
 }
 
+std::string configFolder() {
+    return absolutePathFromEnvironment("XDG_CONFIG_HOME").value_or(SearchPaths::home() + "/.config");
+}
+
 constexpr std::size_t kMaxUserFoldersBytes = 64U << 10;
 
 // The folder that the user's desktop settings name under the key: KEY="/path" or KEY="$HOME/path".
 std::optional<std::string> userFolder(std::string_view key) {
-    const std::string settings =
-        absolutePathFromEnvironment("XDG_CONFIG_HOME").value_or(SearchPaths::home() + "/.config") +
-        "/user-dirs.dirs";
-    const auto content = readFile(settings, kMaxUserFoldersBytes);
+    const auto content = readFile(configFolder() + "/user-dirs.dirs", kMaxUserFoldersBytes);
     const std::string text = content ? "\n" + std::string(content->text()) : std::string();
     const std::string beginning = "\n" + std::string(key) + "=\"";
     const std::size_t start = text.find(beginning);
@@ -104,6 +105,10 @@ std::optional<std::string> SearchPaths::userDatabaseHome() {
 
 std::string SearchPaths::desktop() {
     return userFolder("XDG_DESKTOP_DIR").value_or(home() + "/Desktop");
+}
+
+std::string SearchPaths::autostart() {
+    return configFolder() + "/autostart";
 }
 
 std::string SearchPaths::userLibrary() {

@@ -23,6 +23,8 @@ public:
     // The user's Desktop folder: XDG_DESKTOP_DIR of $XDG_CONFIG_HOME/user-dirs.dirs, else "Desktop" in the
     // home folder.
     static std::string desktop();
+    // $XDG_CONFIG_HOME/autostart: what the session starts when the user logs in.
+    static std::string autostart();
     // $XDG_DATA_HOME/Kitwell/Library
     static std::string userLibrary();
     // $XDG_DATA_HOME/Kitwell/Group Containers/<identifier>, created 0700 with what leads to it. The
