@@ -32,5 +32,6 @@ std::span<const Command> toolCommands();
 std::span<const Command> scheduleCommands();
 std::span<const Command> grantCommands();
 std::span<const Command> resourceCommands();
+std::span<const Command> loginCommands();
 
 } // namespace kitwell::applications

@@ -49,7 +49,8 @@ CommandLine readCommandLine(std::span<char*> texts) {
 
 std::vector<Command> allCommands() {
     std::vector<Command> all;
-    for (const auto group : {toolCommands(), scheduleCommands(), grantCommands(), resourceCommands()})
+    for (const auto group :
+         {toolCommands(), scheduleCommands(), grantCommands(), resourceCommands(), loginCommands()})
         all.insert(all.end(), group.begin(), group.end());
     return all;
 }

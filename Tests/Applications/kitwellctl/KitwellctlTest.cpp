@@ -169,3 +169,26 @@ TEST(Kitwellctl, ListsGrantsAlsoWhereTheFolderIsGone) {
               "[{\"path\":null},{\"path\":\"" + home.path("open") + "\"},{\"path\":null}]\n");
     EXPECT_EQ(run({"grants", "list"}).output, "PATH\n-\n" + home.path("open") + "\n-\n");
 }
+
+TEST(Kitwellctl, ManagesLoginItemsByNameAndByExactPath) {
+    const HomeWithCounter home;
+    const std::string path = home.path("data/Kitwell/Applications/Counter.app");
+    const struct {
+        int exitCode;
+        Words words;
+    } steps[] = {{1, {"login", "check", "Counter"}},
+                 {1, {"login", "add", "Nobody"}},
+                 {1, {"login", "add", home.path()}},
+                 {0, {"login", "add", path}},
+                 {0, {"login", "check", path}},
+                 {1, {"login", "check", path + "/"}},
+                 {0, {"login", "add", "counter"}},
+                 {0, {"login", "check", "Counter"}},
+                 {2, {"login", "check"}}};
+    for (const auto& step : steps)
+        EXPECT_EQ(run(step.words).exitCode, step.exitCode) << testing::PrintToString(step.words);
+    EXPECT_EQ(json({"login", "list"}).output,
+              "[{\"name\":\"Counter\",\"path\":\"" + kCounterBundle + "\"}]\n");
+    EXPECT_EQ(run({"login", "remove", "./Counter.app"}).exitCode, 0);
+    EXPECT_EQ(json({"login", "list"}).output, "[]\n");
+}
