@@ -105,10 +105,10 @@ std::string DesktopEntry::content() const {
 
 std::string DesktopEntry::commandLine(std::string_view program) {
     // The format forbids "=" in the program's own name, and some desktops look for one with "%" by the name
-    // before its doubling is undone: as an argument both are allowed and understood.
-    if (program.find_first_of("%=") == std::string_view::npos)
-        return quoted(program);
-    return "/bin/sh -c " + quoted("exec \"$0\"") + " " + quoted(program);
+    // before its doubling is undone: as an argument both are allowed and understood. A command that only
+    // executes its argument, and no shell, whose "$" not every desktop unquotes.
+    const bool isSafe = program.find_first_of("%=") == std::string_view::npos;
+    return isSafe ? quoted(program) : "nice -n 0 " + quoted(program);
 }
 
 } // namespace kitwell::platform
