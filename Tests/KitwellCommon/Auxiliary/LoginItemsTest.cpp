@@ -1,5 +1,6 @@
 #include <filesystem>
 #include <fstream>
+#include <map>
 
 #include "KitwellCommon/Auxiliary/CommonAuxiliary.h"
 #include "KitwellPlatform/Applications/LoginItemList.h"
@@ -15,7 +16,11 @@ namespace {
 
 using Texts = std::vector<std::string>;
 
-// With the bundles old/Tool.app, new/Tool.app, old/tool.app and old/Other.app, which are named by letters.
+const std::map<char, std::string> kPaths = {{'o', "old/Tool.app"},  {'n', "new/Tool.app"},
+                                            {'/', "new/Tool.app/"}, {'l', "old/tool.app"},
+                                            {'x', "old/Other.app"}, {'m', "missing/Tool.app"}};
+
+// With the bundles of these letters, but for the missing one.
 class LoginItemsTest : public InTestHome {
 protected:
     LoginItemsTest() {
@@ -25,22 +30,7 @@ protected:
             makeTestBundle(home.path("old"), name, "a.b");
     }
 
-    FileUrl url(char letter) const {
-        switch (letter) {
-        case 'o':
-            return FileUrl(home.path("old/Tool.app"));
-        case 'n':
-            return FileUrl(home.path("new/Tool.app"));
-        case '/':
-            return FileUrl(home.path("new/Tool.app/"));
-        case 'l':
-            return FileUrl(home.path("old/tool.app"));
-        case 'x':
-            return FileUrl(home.path("old/Other.app"));
-        default:
-            return FileUrl(home.path("missing/Tool.app"));
-        }
-    }
+    FileUrl url(char letter) const { return FileUrl(home.path(kPaths.at(letter))); }
     void makeList(const std::string& letters) const {
         std::filesystem::remove_all(home.path("config/autostart"));
         for (const char letter : letters)
@@ -50,8 +40,8 @@ protected:
         std::string letters;
         const auto items = LoginItemList::items();
         for (const auto& item : *items)
-            for (const char letter : {'o', 'n', '/', 'l', 'x'})
-                if (item.url.text() == url(letter).text())
+            for (const auto& [letter, path] : kPaths)
+                if (item.url.text() == home.path(path))
                     letters += letter;
         return letters;
     }
