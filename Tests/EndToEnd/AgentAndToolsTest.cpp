@@ -1,24 +1,14 @@
 // The built programs themselves, as separate processes: what a person would see the agent print.
 
-#include <gtest/gtest.h>
-
-#include <filesystem>
+#include <fcntl.h>
 
 #include "EndToEnd/Scene.h"
-#include "KitwellCommon/KitwellCommon.h"
-#include "KitwellPlatform/Applications/RunningApplication.h"
-#include "Support/ChildProcess.h"
-#include "Support/TestBundle.h"
+#include "Support/Keyboard.h"
 
 using namespace kitwell;
 using namespace kitwell::test;
 
 namespace {
-
-ChildProcess start(const std::string& name) {
-    return ChildProcess::program(std::string(APPLICATIONS_FOLDER) + "/" + name + ".app/Contents/Linux/" +
-                                 name);
-}
 
 // Asks again until the answer holds the text: what the agent knows arrives by itself, but in its own time.
 bool agentShows(ChildProcess& agent, const std::string& tool, const std::string& text) {
@@ -29,15 +19,31 @@ bool agentShows(ChildProcess& agent, const std::string& tool, const std::string&
     });
 }
 
+std::vector<platform::RunningApplication> agents() {
+    return platform::RunningApplication::withBundleIdentifier(kAgentBundleIdentifier);
+}
+
+// Empty when no agent runs.
+std::string agentsCommandLine() {
+    const auto running = agents();
+    return running.empty() ? "" : commandLineOf(running[0].processIdentifier);
+}
+
+void endAgent() {
+    ASSERT_EQ(agents().size(), 1U);
+    ::kill(agents()[0].processIdentifier, SIGTERM);
+    EXPECT_TRUE(waitUntil([] { return agents().empty(); }));
+}
+
 } // namespace
 
 TEST(AgentAndTools, FindEachOtherInBothOrdersAndAfterTheAgentWasKilled) {
     const Scene scene;
-    ChildProcess toolBefore = start("Counter");
+    ChildProcess toolBefore = Scene::start("Counter");
     for (int life = 0; life < 2; ++life) {
-        ChildProcess agent = start("Kitwell");
+        ChildProcess agent = Scene::start("Kitwell");
         EXPECT_TRUE(agentShows(agent, "Counter", "status on, text \"0 clicks\", icon 64x64"));
-        ChildProcess toolAfter = start("Clock");
+        ChildProcess toolAfter = Scene::start("Clock");
         EXPECT_TRUE(agentShows(agent, "Clock", "status on, text"));
         toolAfter.signal(SIGKILL);
         EXPECT_TRUE(agent.waitForLine("Clock: status off"))
@@ -52,8 +58,8 @@ TEST(AgentAndTools, FindEachOtherInBothOrdersAndAfterTheAgentWasKilled) {
 TEST(AgentAndTools, SigtermEndsEachInOrderAndAPermanentToolStaysVisible) {
     const Scene scene;
     {
-        ChildProcess agent = start("Kitwell");
-        ChildProcess tool = start("DiskSpace");
+        ChildProcess agent = Scene::start("Kitwell");
+        ChildProcess tool = Scene::start("DiskSpace");
         ASSERT_TRUE(agentShows(agent, "DiskSpace", " free of ")); // said after its launching began
         tool.signal(SIGTERM);
         EXPECT_EQ(tool.wait(), 0);
@@ -61,7 +67,7 @@ TEST(AgentAndTools, SigtermEndsEachInOrderAndAPermanentToolStaysVisible) {
         agent.signal(SIGTERM);
         EXPECT_EQ(agent.wait(), 0);
     }
-    ChildProcess agent = start("Kitwell");
+    ChildProcess agent = Scene::start("Kitwell");
     EXPECT_TRUE(agent.waitForLine("DiskSpace: status permanent"));
     const ToolPersistentDataReader stored("DiskSpace.app", "com.corvalen.kitwell.DiskSpace");
     EXPECT_TRUE(stored.menuText()->find(" free of ") != std::string::npos);
@@ -71,9 +77,9 @@ TEST(AgentAndTools, SigtermEndsEachInOrderAndAPermanentToolStaysVisible) {
 
 TEST(AgentAndTools, CommandsReachTheToolsAndTheirChangesComeBackByThemselves) {
     const Scene scene; // in which the tools are also found behind a symlink
-    std::filesystem::create_directories(scene.home.path("data/Kitwell"));
-    std::filesystem::create_symlink(APPLICATIONS_FOLDER, scene.home.path("data/Kitwell/Applications"));
-    ChildProcess agent = start("Kitwell");
+    std::filesystem::remove(scene.applications);
+    std::filesystem::create_symlink(APPLICATIONS_FOLDER, scene.applications);
+    ChildProcess agent = Scene::start("Kitwell");
     agent.writeLine("click Counter");
     EXPECT_TRUE(agent.waitForLine("Counter does not run"));
     agent.writeLine("launch counter");
@@ -92,10 +98,10 @@ TEST(AgentAndTools, CommandsReachTheToolsAndTheirChangesComeBackByThemselves) {
 
 TEST(AgentAndTools, ASecondAgentDoesNotTakeTheFirstOnesPlace) {
     const Scene scene;
-    ChildProcess agent = start("Kitwell");
+    ChildProcess agent = Scene::start("Kitwell");
     ASSERT_TRUE(agent.waitForLine("Counter: status off"));
-    EXPECT_EQ(start("Kitwell").wait(), 1);
-    const ChildProcess tool = start("Counter");
+    EXPECT_EQ(Scene::start("Kitwell").wait(), 1);
+    const ChildProcess tool = Scene::start("Counter");
     EXPECT_TRUE(agent.waitForLine("Counter: status on"));
 }
 
@@ -106,17 +112,41 @@ CHILD_BODY(toolThatLaunchesTheAgent) {
     return !wasReachable && client.launchAgentIfNeeded() && client.isAgentConnected() ? 0 : 1;
 }
 
-TEST(AgentAndTools, AToolLaunchesTheAgentAndWaitsUntilItIsReachable) {
+TEST(AgentAndTools, AToolLaunchesTheAgentForAllToSeeAndWaitsUntilItIsReachable) {
     const Scene scene;
-    const std::string applications = scene.home.path("data/Kitwell/Applications");
-    std::filesystem::create_directories(applications);
     std::filesystem::create_symlink(std::string(APPLICATIONS_FOLDER) + "/Kitwell.app",
-                                    applications + "/Kitwell.app");
-    const std::string tool = makeTestBundle(applications, "Sample", "com.corvalen.kitwell.Sample");
+                                    scene.applications + "/Kitwell.app");
+    const std::string tool = makeTestBundle(scene.applications, "Sample", "com.corvalen.kitwell.Sample");
     EXPECT_EQ(ChildProcess::program(tool, {"--child", "toolThatLaunchesTheAgent"}).wait(), 0);
-    const auto agents = platform::RunningApplication::withBundleIdentifier(kAgentBundleIdentifier);
-    ASSERT_EQ(agents.size(), 1U);
-    ::kill(agents[0].processIdentifier, SIGTERM);
-    EXPECT_TRUE(waitUntil(
-        [] { return platform::RunningApplication::withBundleIdentifier(kAgentBundleIdentifier).empty(); }));
+    EXPECT_TRUE(agentsCommandLine().ends_with("/Kitwell "));
+    endAgent();
+}
+
+// Becomes the program of the first argument, with the second as its terminal and no display.
+CHILD_BODY(onATerminal) {
+    ::unsetenv("DISPLAY");
+    ::unsetenv("WAYLAND_DISPLAY");
+    ::setsid();
+    const int terminal = ::open(arguments[1].c_str(), O_RDWR); // hung up while nobody has it open
+    return terminal < 0 ? 126 : ::execl(arguments[0].c_str(), arguments[0].c_str(), nullptr);
+}
+
+TEST(AgentAndTools, NotesAsksForTheAgentThatItNeedsAndGoesOnWithItAlone) {
+    const Scene scene;
+    const std::string notes = std::string(APPLICATIONS_FOLDER) + "/Notes.app/Contents/Linux/Notes";
+    const auto answer = [&](const Keyboard& keyboard, const char* line) {
+        ChildProcess tool = ChildProcess::body("onATerminal", {notes, keyboard.terminal()});
+        const std::string question = keyboard.waitFor("(nothing cancels): ");
+        EXPECT_NE(question.find("required for Notes to function"), std::string::npos) << question;
+        keyboard.type(line);
+        return tool;
+    };
+    const Keyboard first, second;
+    EXPECT_EQ(answer(first, "2\n").wait(), 1);
+    EXPECT_EQ(agentsCommandLine(), "");
+    ChildProcess tool = answer(second, "1\n");
+    EXPECT_TRUE(waitUntil([] { return agentsCommandLine().ends_with("/Kitwell --hidden "); }));
+    tool.signal(SIGTERM);
+    EXPECT_EQ(tool.wait(), 0);
+    endAgent();
 }

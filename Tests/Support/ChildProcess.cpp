@@ -1,11 +1,14 @@
 #include "Support/ChildProcess.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
+#include <fstream>
 #include <gtest/gtest.h>
 #include <iostream>
+#include <iterator>
 #include <map>
 #include <poll.h>
 #include <spawn.h>
@@ -157,6 +160,13 @@ int ChildProcess::wait(std::chrono::milliseconds bound) {
         return -1;
     pid_ = -1;
     return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+}
+
+std::string commandLineOf(int pid) {
+    std::ifstream file("/proc/" + std::to_string(pid) + "/cmdline");
+    std::string words(std::istreambuf_iterator<char>(file), {});
+    std::replace(words.begin(), words.end(), '\0', ' ');
+    return words;
 }
 
 void say(const std::string& line) {

@@ -51,6 +51,9 @@ private:
     std::string unread_;
 };
 
+// The command line of a running process, with a space behind each word.
+std::string commandLineOf(int pid);
+
 // For bodies: prints a line and flushes; reads a line of the parent's (empty at the end).
 void say(const std::string& line);
 std::string hear();

@@ -1,15 +1,7 @@
-#include <gtest/gtest.h>
-
-#include <filesystem>
-#include <fstream>
-
 #include "KitwellCommon/KitwellCommon.h"
 #include "KitwellPlatform/Applications/Application.h"
 #include "KitwellPlatform/Applications/RunningApplication.h"
-#include "Support/ChildProcess.h"
-#include "Support/ScriptedDialogs.h"
-#include "Support/TestBundle.h"
-#include "Support/TestHome.h"
+#include "Support/Harness.h"
 
 using namespace kitwell;
 using namespace kitwell::test;
@@ -19,16 +11,18 @@ CHILD_BODY(standInAgent) {
     return platform::Application::shared().run();
 }
 
-// Checks with the answer told ("0" and "1" for the buttons, "-" for none, "force"), and prints what was shown
-// and found.
+// Checks with the answer told ("0" and "1" for the buttons, "-" for none, "force"), and prints what was
+// shown, whether in front, and what was found.
 CHILD_BODY(checkingTool) {
     ScriptedDialogs dialogs;
     dialogs.answerAlert = [&](const platform::AlertContent& content) -> std::optional<std::size_t> {
         say(content.message + "|" + content.buttons.at(0) + "|" + content.buttons.at(1) + "|" +
-            content.informativeText);
+            content.informativeText + (platform::Application::shared().isActive() ? "in front" : ""));
         return arguments[0] == "-" ? std::nullopt : std::optional<std::size_t>(std::stoul(arguments[0]));
     };
-    say(ToolRequirements::checkToolCanRun(arguments[0] == "force") ? "may run" : "may not run");
+    const bool mayRun = ToolRequirements::checkToolCanRun(arguments[0] == "force");
+    const bool isInFront = dialogs.alerts.empty() && platform::Application::shared().isActive();
+    say(std::string(mayRun ? "may run" : "may not run") + (isInFront ? " and is in front unasked" : ""));
     return 0;
 }
 
@@ -56,7 +50,7 @@ protected:
     const std::string needed = "<key>ToolCapabilities</key><dict><key>NeedAgentForWork</key><true/></dict>";
     const std::string alert =
         "Corvalen Kitwell is required for Sample to function properly. Would you like to launch "
-        "Corvalen Kitwell?|Launch Corvalen Kitwell|Quit|\n";
+        "Corvalen Kitwell?|Launch Corvalen Kitwell|Quit|in front\n";
 };
 
 TEST_F(Requirements, OnlyAToolThatDeclaresTheNeedAsksAndOnlyQuitEndsIt) {
@@ -78,9 +72,15 @@ TEST_F(Requirements, TheAgentIsLaunchedHiddenAndWithItRunningNobodyIsAsked) {
         return platform::RunningApplication::withBundleIdentifier(kAgentBundleIdentifier);
     };
     const std::string tool = makeTool(needed);
-    EXPECT_EQ(check(tool, "-"), alert + "may run\n") << "closing the alert is not quitting";
-    ASSERT_TRUE(waitUntil([&] { return agents().size() == 1; }));
-    EXPECT_EQ(check(tool, "1"), "may run\n");
-    ::kill(agents()[0].processIdentifier, SIGTERM);
-    EXPECT_TRUE(waitUntil([&] { return agents().empty(); }));
+    EXPECT_EQ(check(tool, "1"), alert + "may not run\n");
+    EXPECT_TRUE(agents().empty());
+    for (const char* answer : {"0", "-", "force"}) { // closing the alert is not quitting
+        EXPECT_EQ(check(tool, answer), (answer[0] == 'f' ? "" : alert) + "may run\n");
+        ASSERT_TRUE(waitUntil([&] { return agents().size() == 1; })) << answer;
+        const int agent = agents()[0].processIdentifier;
+        EXPECT_TRUE(commandLineOf(agent).ends_with("standInAgent --hidden ")) << commandLineOf(agent);
+        EXPECT_EQ(check(tool, "1"), "may run\n");
+        ::kill(agent, SIGTERM);
+        EXPECT_TRUE(waitUntil([&] { return agents().empty(); }));
+    }
 }

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <sys/timex.h>
 
 #include "KitwellPlatform/RunLoop/DateTimer.h"
 
@@ -26,4 +27,27 @@ TEST(DateTimer, APastDateIsToldAtOnceAFarOneIsNotAndWaitingCanStop) {
     timer.stopWaiting();
     EXPECT_FALSE(loop.runOnce(100ms));
     EXPECT_EQ(told, 0);
+}
+
+// The clock is moved by a billionth of a second and back again: to those who wait for a date that is a
+// setting of the clock like any other.
+TEST(DateTimer, ASettingOfTheClockIsToldAndTheWaitingGoesOn) {
+    const auto move = [](long seconds, long nanoseconds) {
+        timex change{};
+        change.modes = ADJ_SETOFFSET | ADJ_NANO;
+        change.time = {seconds, nanoseconds};
+        return ::adjtimex(&change) >= 0;
+    };
+    RunLoop& loop = RunLoop::current();
+    int told = 0;
+    DateTimer timer(loop, RunLoopModes::Common, [&] { ++told; });
+    const Date date = Date::now().adding(0.5);
+    timer.waitFor(date);
+    if (!move(0, 1))
+        GTEST_SKIP() << "the clock may not be set here";
+    EXPECT_TRUE(move(-1, 999'999'999));
+    EXPECT_TRUE(loop.runOnce(5s));
+    EXPECT_TRUE(told == 1 && Date::now() < date) << "the setting was not told";
+    while (Date::now() < date)
+        ASSERT_TRUE(loop.runOnce(5s)) << "the waiting ended with the setting";
 }
