@@ -118,7 +118,7 @@ TEST(AgentAndTools, AToolLaunchesTheAgentForAllToSeeAndWaitsUntilItIsReachable) 
                                     scene.applications + "/Kitwell.app");
     const std::string tool = makeTestBundle(scene.applications, "Sample", "com.corvalen.kitwell.Sample");
     EXPECT_EQ(ChildProcess::program(tool, {"--child", "toolThatLaunchesTheAgent"}).wait(), 0);
-    EXPECT_TRUE(agentsCommandLine().ends_with("/Kitwell "));
+    EXPECT_TRUE(waitUntil([] { return agentsCommandLine().ends_with("/Kitwell "); }));
     endAgent();
 }
 

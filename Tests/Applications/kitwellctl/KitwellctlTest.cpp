@@ -1,16 +1,10 @@
 // The built program, with the built tools, as a script would use it.
 
-#include <filesystem>
-#include <fstream>
-#include <gtest/gtest.h>
-
 #include "KitwellCommon/KitwellCommon.h"
 #include "KitwellPlatform/Files/Bookmark.h"
 #include "KitwellPlatform/Preferences/UserDefaults.h"
 #include "KitwellPlatform/RunLoop/DistributedNotificationCenter.h"
-#include "Support/ChildProcess.h"
-#include "Support/TestHome.h"
-#include "Support/Traffic.h"
+#include "Support/Harness.h"
 
 using namespace kitwell;
 using namespace kitwell::test;

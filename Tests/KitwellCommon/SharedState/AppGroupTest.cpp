@@ -1,12 +1,7 @@
-#include <gtest/gtest.h>
-
-#include <filesystem>
-
 #include "KitwellCommon/SharedState/AppGroup.h"
 #include "KitwellPlatform/Files/LockedFile.h"
 #include "KitwellPlatform/Files/SearchPaths.h"
-#include "Support/ChildProcess.h"
-#include "Support/TestHome.h"
+#include "Support/Harness.h"
 
 using namespace kitwell;
 using namespace kitwell::test;

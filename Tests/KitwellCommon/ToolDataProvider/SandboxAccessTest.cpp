@@ -1,17 +1,8 @@
-#include <gtest/gtest.h>
-
-#include <csignal>
-#include <filesystem>
-#include <unistd.h>
-
 #include "KitwellCommon/KitwellCommon.h"
+#include "KitwellPlatform/Applications/Application.h"
 #include "KitwellPlatform/Applications/Bundle.h"
 #include "KitwellPlatform/Files/Bookmark.h"
-#include "Support/ChildProcess.h"
-#include "Support/ScriptedDialogs.h"
-#include "Support/TestBundle.h"
-#include "Support/TestHome.h"
-#include "Support/Traffic.h"
+#include "Support/Harness.h"
 
 using namespace kitwell;
 using namespace kitwell::test;
@@ -47,8 +38,19 @@ CHILD_BODY(askingTool) {
     return 0;
 }
 
+// A tool that changes its schedule while the agent's panel is up.
+CHILD_BODY(schedulingTool) {
+    updateSchedulerPlist("id", "Sample",
+                         [](platform::Dictionary& entry) { entry.set(kScheduleAtLogin, true); });
+    return 0;
+}
+
 class SandboxAccess : public testing::Test {
 protected:
+    std::string folder(const std::string& name) const {
+        std::filesystem::create_directories(home.path(name));
+        return home.path(name);
+    }
     const TestHome home;
     ScriptedDialogs dialogs;
 };
@@ -59,8 +61,7 @@ TEST_F(SandboxAccess, ARequestIsAnsweredInEveryShapeItCanHave) {
     RecordingPort port(toolPortName(toolPath));
     ASSERT_TRUE(tool->ensureToolPortOpen());
     const Data id(toolPath), options(std::string(8, '\0'));
-    const std::string granted = home.path("granted");
-    std::filesystem::create_directory(granted);
+    const std::string granted = folder("granted");
     struct Case {
         const char* name;
         std::vector<Data> components;
@@ -100,8 +101,18 @@ TEST_F(SandboxAccess, ARequestIsAnsweredInEveryShapeItCanHave) {
 
 TEST_F(SandboxAccess, ThePanelProposesExplainsAndIsRestrictedOnlyByBitZero) {
     const std::string proposed = outOfReach(home) + "/";
-    EXPECT_FALSE(service().bookmarkForSandboxAccessForPath(proposed, "why", ~ToolSandboxRestrictToDirectory));
-    EXPECT_FALSE(service().bookmarkForSandboxAccessForPath(proposed, "why", ToolSandboxRestrictToDirectory));
+    platform::Application& agent = platform::Application::shared();
+    dialogs.answerPanel = [&](const auto&) {
+        EXPECT_TRUE(agent.isActive());
+        return std::nullopt;
+    };
+    for (const bool wasInFront : {false, true}) {
+        agent.activateIgnoringOtherApps(wasInFront);
+        EXPECT_FALSE(service().bookmarkForSandboxAccessForPath(
+            proposed, "why", wasInFront ? ToolSandboxRestrictToDirectory : ~ToolSandboxRestrictToDirectory));
+        EXPECT_EQ(agent.isActive(), wasInFront) << "the front was not given back";
+    }
+    agent.activateIgnoringOtherApps(false);
     ASSERT_EQ(dialogs.panels.size(), 2U);
     const platform::OpenPanelContent& panel = dialogs.panels[0];
     EXPECT_EQ(panel.prompt, "Allow");
@@ -109,36 +120,40 @@ TEST_F(SandboxAccess, ThePanelProposesExplainsAndIsRestrictedOnlyByBitZero) {
     EXPECT_EQ(panel.folder, FileUrl(outOfReach(home)));
     EXPECT_TRUE(panel.canChooseFolders && !panel.canChooseFiles);
     EXPECT_TRUE(!panel.isEnabled || panel.isEnabled(FileUrl("/")));
+    EXPECT_TRUE(dialogs.panels[1].isEnabled);
     EXPECT_TRUE(service().sandboxBookmarks().empty()) << "a declined panel left a grant";
     SandboxDialogDelegate delegate{FileUrl(outOfReach(home))};
     EXPECT_TRUE(delegate.panelShouldEnableURL(platform::OpenPanel(), FileUrl(proposed)));
     EXPECT_FALSE(delegate.panelShouldEnableURL(platform::OpenPanel(), FileUrl("/")));
 }
 
-TEST_F(SandboxAccess, GrantsAccumulateAreStoredAndCoverByTextOfThePath) {
-    const std::string granted = home.path("a");
-    std::filesystem::create_directory(granted);
-    std::filesystem::create_directory(granted + "bc");
-    dialogs.answerPanel = [&](const auto&) { return FileUrl(granted); };
-    for (int time = 0; time < 2; ++time)
-        EXPECT_EQ(placeOf(service().bookmarkForSandboxAccessForPath(outOfReach(home), "", 0)), granted);
-    EXPECT_EQ(service().sandboxBookmarks().size(), 2U);
-    const auto stored = platform::UserDefaults::standard()
-                            .arrayForKey("ToolDataProviderSandboxBookmarks")
-                            .value_or(platform::Array());
-    ASSERT_EQ(stored.size(), 2U);
-    EXPECT_EQ(*stored[0].asData(), service().sandboxBookmarks()[0]);
-    EXPECT_TRUE(service().restoreSandboxAccess(granted + "bc"));
-    std::filesystem::remove(granted);
-    EXPECT_FALSE(service().restoreSandboxAccess(granted + "/below"));
+TEST_F(SandboxAccess, GrantsAccumulateAreStoredAndTheFirstWhosePathBeginsTheTextCovers) {
+    for (const char* name : {"gone", "b/below", "b"}) {
+        dialogs.answerPanel = [&](const auto&) { return FileUrl(folder(name)); };
+        EXPECT_EQ(placeOf(service().bookmarkForSandboxAccessForPath(outOfReach(home), "", 0)),
+                  home.path(name));
+    }
+    std::filesystem::remove(home.path("gone"));
     service().saveSandboxAccess(std::nullopt);
-    service().saveSandboxAccess(FileUrl(granted)); // gone: logged, not stored
-    EXPECT_EQ(service().sandboxBookmarks().size(), 2U);
+    service().saveSandboxAccess(FileUrl(home.path("gone"))); // logged, not stored
+    const auto& grants = service().sandboxBookmarks();
+    EXPECT_EQ(platform::UserDefaults::standard().arrayForKey("ToolDataProviderSandboxBookmarks"),
+              platform::Array(grants.begin(), grants.end()));
+    EXPECT_EQ(grants.size(), 3U);
+    const auto covering = [&](const char* path) {
+        return placeOf(service().grantCovering(home.path(path))).value_or("none");
+    };
+    EXPECT_EQ(covering("b/below/more"), home.path("b/below"));
+    EXPECT_EQ(covering("b/other"), home.path("b"));
+    EXPECT_EQ(covering("bc"), home.path("b")) << "no boundary of components is asked for";
+    for (const char* path : {"gone/below", "a", ""})
+        EXPECT_EQ(covering(path), "none") << path;
+    EXPECT_TRUE(service().restoreSandboxAccess(folder("bc")));
+    EXPECT_FALSE(service().restoreSandboxAccess(home.path("gone/below")));
 }
 
 TEST_F(SandboxAccess, TheChosenDesktopIsProposedNextAndUndoesNoChangeOfAnotherProcess) {
-    const std::string chosen = home.path("chosen");
-    std::filesystem::create_directory(chosen);
+    const std::string chosen = folder("chosen");
     platform::UserDefaults(kAppGroupIdentifier).setObjectForKey(outOfReach(home), "ToolSpecialDir_0");
     dialogs.answerPanel = [&](const auto&) {
         platform::UserDefaults other(kAppGroupIdentifier); // while the person thinks
@@ -193,4 +208,40 @@ TEST_F(SandboxAccess, TheWaitEndsWithTheAgentAndAReplyEqualToTheMarkerIsAReply) 
     EXPECT_EQ(client.requestAccessToDirectory(outOfReach(home), "m", 1), std::nullopt);
     EXPECT_EQ(client.getToolSpecialDirectory(ToolDesktopDirectory), home.path("Desktop"));
     EXPECT_EQ(client.getToolSpecialDirectory(7), std::nullopt);
+}
+
+TEST_F(SandboxAccess, TheReplyIsPlainTheGrantIsScopedAndNobodyWaitsForThePerson) {
+    const std::string chosen = folder("chosen");
+    platform::UserDefaults(kAppGroupIdentifier).setObjectForKey("relative", "ToolSpecialDir_0");
+    int ended = -1;
+    dialogs.answerPanel = [&](const auto&) {
+        ended = ChildProcess::body("schedulingTool").wait(std::chrono::seconds(5));
+        return FileUrl(chosen);
+    };
+    const auto reply = service().bookmarkForSandboxAccessForPath(home.path("not/there"), "", 0);
+    EXPECT_EQ(ended, 0) << "the shared preferences are locked while a panel is up";
+    ASSERT_TRUE(reply);
+    EXPECT_FALSE(platform::startAccessingSecurityScopedResource(*reply));
+    EXPECT_TRUE(platform::startAccessingSecurityScopedResource(service().sandboxBookmarks().back()));
+}
+
+TEST_F(SandboxAccess, AnAgentThatComesBackAtOnceDoesNotKeepTheToolWaiting) {
+    auto agent = std::make_unique<RecordingPort>(kAgentPortName);
+    ToolDataClientProvider client;
+    platform::RunLoop& loop = platform::RunLoop::current();
+    std::unique_ptr<RecordingPort> next;
+    loop.post([&] {
+        agent.reset();
+        next = std::make_unique<RecordingPort>(kAgentPortName);
+        turnLoopUntil([&] { return !client.isAgentConnected(); });
+        client.sendStatus(); // as the new agent would ask for
+    });
+    EXPECT_FALSE(
+        client.requestSandboxAccessCommand(sandboxSpecialRequest(client.toolId(), ToolDesktopDirectory)));
+    EXPECT_TRUE(client.isAgentConnected());
+    loop.post([&] { loop.stop(); });
+    EXPECT_FALSE(
+        client.requestSandboxAccessCommand(sandboxSpecialRequest(client.toolId(), ToolDesktopDirectory)))
+        << "a stopped wait was taken for an answer";
+    loop.restart();
 }

@@ -1,13 +1,7 @@
-#include <gtest/gtest.h>
-
-#include "KitwellCommon/SharedState/AppGroup.h"
-#include "KitwellCommon/ToolDataProvider/ToolDataAgentProvider.h"
+#include "KitwellCommon/KitwellCommon.h"
 #include "KitwellPlatform/Files/AtomicFile.h"
 #include "KitwellPlatform/Ports/PortNameServer.h"
-#include "Support/ChildProcess.h"
-#include "Support/LogLines.h"
-#include "Support/TestHome.h"
-#include "Support/Traffic.h"
+#include "Support/Harness.h"
 
 using namespace kitwell;
 using namespace kitwell::test;

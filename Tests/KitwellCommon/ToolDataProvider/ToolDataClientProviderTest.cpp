@@ -1,20 +1,10 @@
-#include <gtest/gtest.h>
-
-#include <chrono>
-#include <csignal>
-#include <functional>
-
-#include "KitwellCommon/SharedState/AppGroup.h"
-#include "KitwellCommon/ToolDataProvider/ToolDataClientProvider.h"
+#include "KitwellCommon/KitwellCommon.h"
 #include "KitwellPlatform/Applications/Application.h"
 #include "KitwellPlatform/Applications/Bundle.h"
 #include "KitwellPlatform/Files/Bookmark.h"
 #include "KitwellPlatform/Ports/PortNameServer.h"
 #include "KitwellPlatform/Values/Text.h"
-#include "Support/ChildProcess.h"
-#include "Support/LogLines.h"
-#include "Support/TestHome.h"
-#include "Support/Traffic.h"
+#include "Support/Harness.h"
 
 using namespace kitwell;
 using namespace kitwell::test;

@@ -1,8 +1,5 @@
-#include <csignal>
-#include <gtest/gtest.h>
 #include <iostream>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include "KitwellPlatform/Applications/Application.h"
 #include "KitwellPlatform/Applications/RunningApplication.h"
@@ -11,9 +8,7 @@
 #include "KitwellPlatform/Files/SearchPaths.h"
 #include "KitwellPlatform/RunLoop/NotificationCenter.h"
 #include "KitwellPlatform/RunLoop/RunLoop.h"
-#include "Support/ChildProcess.h"
-#include "Support/TestBundle.h"
-#include "Support/TestHome.h"
+#include "Support/Harness.h"
 
 using namespace kitwell::platform;
 using namespace kitwell::test;

@@ -1,9 +1,5 @@
-#include <csignal>
 #include <fcntl.h>
-#include <filesystem>
-#include <gtest/gtest.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include "KitwellPlatform/Applications/Application.h"
 #include "KitwellPlatform/Applications/RunningApplication.h"
@@ -11,9 +7,7 @@
 #include "KitwellPlatform/Files/AtomicFile.h"
 #include "KitwellPlatform/Files/FileManager.h"
 #include "KitwellPlatform/RunLoop/RunLoop.h"
-#include "Support/ChildProcess.h"
-#include "Support/TestBundle.h"
-#include "Support/TestHome.h"
+#include "Support/Harness.h"
 
 using namespace kitwell::platform;
 using namespace kitwell::test;

@@ -1,13 +1,7 @@
-#include <gtest/gtest.h>
-
-#include <algorithm>
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <poll.h>
 #include <sstream>
 #include <tuple>
-#include <unistd.h>
 
 #include "KitwellPlatform/Interface/Alert.h"
 #include "KitwellPlatform/Interface/DialogChannel.h"
@@ -15,11 +9,7 @@
 #include "KitwellPlatform/Interface/OpenPanel.h"
 #include "KitwellPlatform/Ports/PortNameServer.h"
 #include "KitwellPlatform/RunLoop/RunLoop.h"
-#include "Support/ChildProcess.h"
-#include "Support/LogLines.h"
-#include "Support/TestBundle.h"
-#include "Support/TestHome.h"
-#include "Support/Traffic.h"
+#include "Support/Harness.h"
 
 using namespace kitwell::platform;
 using namespace kitwell::test;
@@ -68,7 +58,7 @@ class DialogProgram : public ::testing::Test {
 protected:
     DialogProgram() {
         ::setenv("DISPLAY", ":none", 1);
-        setDialogProgram(makeTestBundle(home_.path("data"), "child-scripted", "sample.scripted"));
+        setDialogProgram(program_);
     }
     ~DialogProgram() override { setDialogProgram(""); }
 
@@ -86,6 +76,7 @@ protected:
     }
 
     TestHome home_;
+    const std::string program_ = makeTestBundle(home_.path("data"), "child-scripted", "sample.scripted");
     LogLines log_;
 };
 
@@ -103,30 +94,24 @@ CHILD_BODY(scripted) {
 }
 
 TEST_F(DialogProgram, OnlyAnAnswerToWhatWasAskedCountsAndAllElseIsACancel) {
-    const std::tuple<const char*, int, std::size_t> rows[] = {
-        {"press|0|", kAlertFirstButtonReturn, 0},
-        {"press|1|", kAlertSecondButtonReturn, 0},
-        {"cancel|", kAlertCancelled, 0},
-        {"press|2|", kAlertCancelled, 0}, // there is no third button
-        {"choice|/|", kAlertCancelled, 0},
-        {"question|/|", kAlertCancelled, 1}, // nothing to ask about in an alert
-        {"rubbish", kAlertCancelled, 1},
-        {"", kAlertCancelled, 1}};
-    for (const auto& [packet, answer, logLines] : rows) {
-        log_.lines.clear();
-        EXPECT_EQ(alertThatSays(packet).runModal(), answer) << packet;
-        EXPECT_EQ(log_.lines.size(), logLines) << packet;
-    }
-}
-
-TEST_F(DialogProgram, OneThatCannotRunOrEndsWithoutAWordIsACancelWithOneLogLine) {
     const std::string noProgram = make("no program");
     fs::permissions(noProgram, fs::perms::owner_all);
-    for (const std::string& program : {std::string("/bin/true"), noProgram}) {
+    const std::tuple<const char*, int, std::size_t, std::string> rows[] = {
+        {"press|0|", kAlertFirstButtonReturn, 0, program_},
+        {"press|1|", kAlertSecondButtonReturn, 0, program_},
+        {"cancel|", kAlertCancelled, 0, program_},
+        {"press|2|", kAlertCancelled, 0, program_}, // there is no third button
+        {"choice|/|", kAlertCancelled, 0, program_},
+        {"question|/|", kAlertCancelled, 1, program_}, // nothing to ask about in an alert
+        {"rubbish", kAlertCancelled, 1, program_},
+        {"", kAlertCancelled, 1, program_},
+        {"press|0|", kAlertCancelled, 1, "/bin/true"}, // ends without a word
+        {"press|0|", kAlertCancelled, 1, noProgram}};
+    for (const auto& [packet, answer, logLines, program] : rows) {
         log_.lines.clear();
         setDialogProgram(program);
-        EXPECT_EQ(alertThatSays("press|0|").runModal(), kAlertCancelled) << program;
-        EXPECT_EQ(log_.lines.size(), 1U) << program;
+        EXPECT_EQ(alertThatSays(packet).runModal(), answer) << packet << program;
+        EXPECT_EQ(log_.lines.size(), logLines) << packet << program;
     }
 }
 

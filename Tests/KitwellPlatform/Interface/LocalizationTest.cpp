@@ -1,7 +1,5 @@
-#include <gtest/gtest.h>
-
 #include "KitwellPlatform/Applications/Localization.h"
-#include "Support/ChildProcess.h"
+#include "Support/Harness.h"
 
 using namespace kitwell::platform;
 using namespace kitwell::test;

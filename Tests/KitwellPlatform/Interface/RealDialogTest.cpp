@@ -1,16 +1,10 @@
-#include <gtest/gtest.h>
-
-#include <csignal>
-#include <filesystem>
-#include <fstream>
 #include <iterator>
 
 #include "KitwellPlatform/Files/FileManager.h"
 #include "KitwellPlatform/Files/SearchPaths.h"
 #include "KitwellPlatform/Interface/Alert.h"
 #include "KitwellPlatform/Interface/OpenPanel.h"
-#include "Support/ChildProcess.h"
-#include "Support/TestHome.h"
+#include "Support/Harness.h"
 
 using namespace kitwell::platform;
 using namespace kitwell::test;
@@ -87,7 +81,7 @@ protected:
 
 } // namespace
 
-CHILD_BODY(alertsForReal) {
+CHILD_BODY(alert) {
     Alert alert;
     alert.setMessageText("Corvalen Kitwell is required for <b>Notes</b> to function properly. "
                          "Would you like to launch Corvalen Kitwell?");
@@ -97,7 +91,7 @@ CHILD_BODY(alertsForReal) {
     return 0;
 }
 
-CHILD_BODY(asksForAFolderForReal) {
+CHILD_BODY(panel) {
     const std::string home = ::getenv("HOME");
     struct Rule final : OpenPanelDelegate {
         bool panelShouldEnableURL(const OpenPanel&, const FileUrl& url) override {
@@ -113,40 +107,34 @@ CHILD_BODY(asksForAFolderForReal) {
     return 0;
 }
 
-TEST_F(RealDialog, AnAlertIsAnsweredByTheKeyboardAndItsTextIsNoMarkup) {
-    const std::string title = "for <b>Notes</b> to";
-    const std::pair<std::vector<std::string>, std::string> rows[] = {
-        {{"Return"}, "1000"}, {{"Tab", "Return"}, "1001"}, {{"Escape"}, "0"}};
-    for (const auto& [keys, answer] : rows) {
-        auto child = start("alertsForReal");
-        display_.photograph("alert");
-        display_.type(title, keys);
-        EXPECT_EQ(child.readLine(), answer);
-        EXPECT_TRUE(waitUntil([&] { return !display_.shows(title); }));
-    }
-}
-
-TEST_F(RealDialog, APanelPassesOverWhatIsNotEnabledAndAnswersWithWhatIsSelected) {
+// The alert's text is no markup; the panel passes over what is not enabled.
+TEST_F(RealDialog, EachIsAnsweredByTheKeyboard) {
     for (const char* folder : {"Desktop/Closed", "Desktop/Open"})
         fs::create_directories(home_.path(folder));
     std::ofstream(home_.path("Desktop/A file.txt")) << "text";
-    const std::pair<std::vector<std::string>, std::string> rows[] = {
-        {{"Down", "Return"}, home_.path("Desktop/Open")},
-        {{"Return"}, home_.path("Desktop")},
-        {{"Down", "alt+Down", "Return"}, home_.path("Desktop/Open")},
-        {{"alt+Up", "Return"}, home_.path()},
-        {{"Escape"}, "cancelled"}};
-    for (const auto& [keys, answer] : rows) {
-        auto child = start("asksForAFolderForReal");
-        display_.photograph("panel");
-        display_.type("Allow", keys);
-        EXPECT_EQ(child.readLine(), answer);
-        EXPECT_TRUE(waitUntil([&] { return !display_.shows("Allow"); }));
+    const struct {
+        const char *body, *title;
+        std::vector<std::string> keys;
+        std::string answer;
+    } rows[] = {{"alert", "for <b>Notes</b> to", {"Return"}, "1000"},
+                {"alert", "for <b>Notes</b> to", {"Tab", "Return"}, "1001"},
+                {"alert", "for <b>Notes</b> to", {"Escape"}, "0"},
+                {"panel", "Allow", {"Down", "Return"}, home_.path("Desktop/Open")},
+                {"panel", "Allow", {"Return"}, home_.path("Desktop")},
+                {"panel", "Allow", {"Down", "alt+Down", "Return"}, home_.path("Desktop/Open")},
+                {"panel", "Allow", {"alt+Up", "Return"}, home_.path()},
+                {"panel", "Allow", {"Escape"}, "cancelled"}};
+    for (const auto& row : rows) {
+        auto child = start(row.body);
+        display_.photograph(row.body);
+        display_.type(row.title, row.keys);
+        EXPECT_EQ(child.readLine(), row.answer) << row.body;
+        EXPECT_TRUE(waitUntil([&] { return !display_.shows(row.title); }));
     }
 }
 
 TEST_F(RealDialog, AWindowGoesWithTheProcessThatAskedForIt) {
-    auto child = start("alertsForReal");
+    auto child = start("alert");
     display_.type("Notes", {"shift"});
     child.signal(SIGKILL);
     EXPECT_TRUE(waitUntil([&] { return !display_.shows("Notes"); }));

@@ -1,53 +1,17 @@
-#include <gtest/gtest.h>
-
-#include <cstdlib>
 #include <fcntl.h>
-#include <poll.h>
-#include <unistd.h>
 
-#include "KitwellPlatform/Files/FileDescriptor.h"
 #include "KitwellPlatform/Interface/Alert.h"
 #include "KitwellPlatform/Interface/OpenPanel.h"
 #include "KitwellPlatform/Logging/Log.h"
 #include "KitwellPlatform/RunLoop/RunLoop.h"
-#include "Support/ChildProcess.h"
-#include "Support/TestHome.h"
+#include "Support/Harness.h"
+#include "Support/Keyboard.h"
 
 using namespace kitwell::platform;
 using namespace kitwell::test;
 using namespace std::chrono_literals;
 
 namespace {
-
-// The side of a terminal where the person sits.
-class Keyboard {
-public:
-    Keyboard() : master_(::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC)) {
-        ::grantpt(master_.get());
-        ::unlockpt(master_.get());
-    }
-    std::string terminal() const { return ::ptsname(master_.get()); }
-    void type(const std::string& text) const {
-        ASSERT_EQ(::write(master_.get(), text.data(), text.size()), static_cast<ssize_t>(text.size()));
-    }
-    // Reads until the screen has shown the text since the last call; answers all that was shown.
-    std::string waitFor(const std::string& text) const {
-        std::string shown;
-        pollfd entry{master_.get(), POLLIN, 0};
-        char buffer[4096];
-        while (shown.find(text) == std::string::npos && ::poll(&entry, 1, 20000) > 0) {
-            const ssize_t count = ::read(master_.get(), buffer, sizeof buffer);
-            if (count <= 0)
-                break;
-            shown.append(buffer, static_cast<std::size_t>(count));
-        }
-        EXPECT_NE(shown.find(text), std::string::npos) << "the screen shows: " << shown;
-        return shown;
-    }
-
-private:
-    FileDescriptor master_;
-};
 
 Alert alertOf(const std::string& message) {
     Alert alert;

@@ -1,12 +1,7 @@
-#include <gtest/gtest.h>
-
-#include <fstream>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include "KitwellPlatform/Logging/Log.h"
-#include "Support/ChildProcess.h"
-#include "Support/TestHome.h"
+#include "Support/Harness.h"
 
 using namespace kitwell::platform;
 using namespace kitwell::test;

@@ -2,11 +2,9 @@
 #include <cstring>
 #include <ctime>
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <sys/mman.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
 #include "KitwellPlatform/Ports/PortFrame.h"
 #include "KitwellPlatform/Ports/PortTestSupport.h"

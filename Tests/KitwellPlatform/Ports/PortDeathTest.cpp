@@ -1,8 +1,3 @@
-#include <csignal>
-#include <gtest/gtest.h>
-#include <optional>
-#include <unistd.h>
-
 #include "KitwellPlatform/Ports/PortTestSupport.h"
 #include "KitwellPlatform/RunLoop/NotificationCenter.h"
 

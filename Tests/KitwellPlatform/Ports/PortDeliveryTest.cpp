@@ -1,6 +1,3 @@
-#include <algorithm>
-#include <gtest/gtest.h>
-
 #include "KitwellPlatform/Ports/PortTestSupport.h"
 
 namespace kitwell::platform::test {

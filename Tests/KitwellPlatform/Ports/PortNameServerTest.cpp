@@ -1,13 +1,8 @@
-#include <csignal>
-#include <filesystem>
-#include <gtest/gtest.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include "KitwellPlatform/Ports/PortFrame.h"
 #include "KitwellPlatform/Ports/PortTestSupport.h"
-#include "Support/LogLines.h"
 
 namespace kitwell::platform::test {
 
@@ -87,14 +82,6 @@ TEST_F(PortNameServerTest, OneOfManyContendersWinsAndADeadOwnersNameIsFreeAgain)
         EXPECT_EQ(winners, 1);
         EXPECT_TRUE(names().portForName("contested"));
     }
-}
-
-TEST_F(PortNameServerTest, AnUntrustedRuntimeFolderIsRefusedWithALogLine) {
-    ASSERT_EQ(
-        ::mkdir(home.path("run/kitwell").c_str(), 0700) + ::chmod(home.path("run/kitwell").c_str(), 0755), 0);
-    const LogLines log;
-    EXPECT_FALSE(canRegister("name") || names().portForName("name"));
-    EXPECT_EQ(log.lines.size(), 2U);
 }
 
 CHILD_BODY(stranger) {

@@ -1,13 +1,8 @@
 #pragma once
 
-#include <string>
-#include <vector>
-
 #include "KitwellPlatform/Files/FileDescriptor.h"
 #include "KitwellPlatform/Ports/PortNameServer.h"
-#include "Support/ChildProcess.h"
-#include "Support/TestHome.h"
-#include "Support/Traffic.h"
+#include "Support/Harness.h"
 
 namespace kitwell::platform::test {
 

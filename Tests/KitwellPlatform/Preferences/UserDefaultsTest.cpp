@@ -1,24 +1,17 @@
 #include "KitwellPlatform/Preferences/UserDefaults.h"
 
 #include <cmath>
-#include <csignal>
-#include <filesystem>
-#include <fstream>
-#include <gtest/gtest.h>
 #include <sys/ptrace.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
 #include "KitwellPlatform/Files/AtomicFile.h"
 #include "KitwellPlatform/Files/FileManager.h"
 #include "KitwellPlatform/Files/LockedFile.h"
 #include "KitwellPlatform/Files/SearchPaths.h"
 #include "KitwellPlatform/Values/PropertyList.h"
-#include "Support/ChildProcess.h"
-#include "Support/LogLines.h"
-#include "Support/TestHome.h"
+#include "Support/Harness.h"
 
 namespace kitwell::platform {
 namespace {

@@ -1,14 +1,6 @@
-#include <csignal>
-#include <filesystem>
-#include <gtest/gtest.h>
-#include <vector>
-
 #include "KitwellPlatform/RunLoop/DistributedNotificationCenter.h"
 #include "KitwellPlatform/RunLoop/RunLoop.h"
-#include "Support/ChildProcess.h"
-#include "Support/LogLines.h"
-#include "Support/TestHome.h"
-#include "Support/Traffic.h"
+#include "Support/Harness.h"
 
 namespace kitwell::platform {
 
