@@ -91,6 +91,23 @@ TEST_F(AtomicFile, ASymlinkIsFollowedAndStays) {
     EXPECT_TRUE(S_ISREG(statusOf(home.path("data/second")).st_mode));
 }
 
+TEST_F(AtomicFile, AWriterThatFollowsNoSymlinkLeavesItAndItsTargetAlone) {
+    constexpr ReplacementRules kRules{.followsSymlinks = false, .newMode = 0640};
+    const auto bytes = std::as_bytes(std::span("new", 3));
+    for (const char* target : {"data/target", "data/nowhere"}) {
+        ASSERT_EQ(::symlink(target, home.path("link").c_str()), 0);
+        ASSERT_TRUE(replaceWith(home.path("data/target"), "old"));
+        EXPECT_EQ(replaceFile(home.path("link"), bytes, kRules).error().code, ELOOP);
+        EXPECT_TRUE(S_ISLNK(statusOf(home.path("link")).st_mode));
+        EXPECT_EQ(contentOf(home.path("data/target")), "old");
+        ASSERT_EQ(::unlink(home.path("link").c_str()), 0);
+    }
+    const mode_t before = ::umask(077);
+    EXPECT_TRUE(replaceFile(home.path("fresh"), bytes, kRules));
+    ::umask(before);
+    EXPECT_EQ(statusOf(home.path("fresh")).st_mode & 07777U, 0640U);
+}
+
 TEST_F(AtomicFile, WhatIsNoFileOrTooLargeIsRefusedWithoutWaitingOrTakingMemory) {
     ASSERT_EQ(::mkfifo(home.path("fifo").c_str(), 0600), 0);
     ASSERT_TRUE(replaceWith(home.path("huge"), ""));
