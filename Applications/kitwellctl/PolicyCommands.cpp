@@ -4,6 +4,7 @@
 #include "JsonText.h"
 #include "KitwellCommon/KitwellCommon.h"
 #include "PolicyCheck.h"
+#include "QuietLog.h"
 #include "Shared/Policy.h"
 #include "Shared/Words.h"
 
@@ -62,6 +63,7 @@ std::string meaningOf(const std::string& key, const KWSAdminStorage& settings) {
 }
 
 Answer show(const Call&) {
+    const QuietLog quiet;
     std::int64_t errorCode = 0;
     const auto settings = KWSAdminStorage::create(1, errorCode);
     if (!settings && errorCode != KWS_ERR_READ_MISSING)
@@ -85,6 +87,7 @@ std::optional<std::string> identifierOf(const std::string& tool) {
 }
 
 Answer explain(const Call& call) {
+    const QuietLog quiet;
     const auto identifier = identifierOf(call[0]);
     auto refusal = identifier ? refusalOfTool(call[0], *identifier) : faultOfToolName(call[0]);
     const std::string reason =
@@ -126,6 +129,7 @@ std::optional<std::string> faultIn(const platform::Array& names) {
 }
 
 Answer setTools(const Call& call) {
+    const QuietLog quiet;
     std::optional<platform::Array> names;
     std::int64_t errorCode = 0;
     if (!KWSKeyValueHelper::arrayFromWhiteListString(call[0], &names, &errorCode))
@@ -139,6 +143,7 @@ Answer setTools(const Call& call) {
 }
 
 Answer clear(const Call&) {
+    const QuietLog quiet;
     std::int64_t errorCode = 0;
     if (!KWSAdminStorage::create(1, errorCode) && errorCode == KWS_ERR_READ_MISSING)
         return Answer::done("all tools are allowed already: no policy is set", {});
@@ -148,6 +153,7 @@ Answer clear(const Call&) {
 }
 
 Answer disableUpdates(const Call& call) {
+    const QuietLog quiet;
     const bool isOn = call[0] == "on";
     if (!isOn && call[0] != "off")
         return Answer::usage("on or off, not " + call[0]);

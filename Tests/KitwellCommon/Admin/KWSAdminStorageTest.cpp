@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <regex>
+#include <sys/mount.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -10,6 +11,7 @@
 #include "Support/ChildProcess.h"
 #include "Support/KilledAtSyscall.h"
 #include "Support/LogLines.h"
+#include "Support/PrivateMachine.h"
 
 using namespace kitwell;
 using namespace kitwell::test;
@@ -18,6 +20,8 @@ using platform::Dictionary;
 using platform::FileManager;
 
 namespace {
+
+constexpr int kNotPossible = 77;
 
 std::int64_t openOnly() {
     std::int64_t errorCode = 7;
@@ -224,7 +228,31 @@ TEST_F(AdminStorage, TwoSaversAtOnceNeverLeaveHalfAFileNorASecondOne) {
     EXPECT_EQ(FileManager::namesInFolder(KWSPathHelper::dirPath()).size(), 1U);
 }
 
-// Prints what an ordinary user is told.
+// Saves more than the disk takes that Library stands on.
+CHILD_BODY(fillsTheDisk) {
+    if (!enterPrivateMachine(arguments[0]) || ::mount("tmpfs", "/Library", "tmpfs", 0, "size=64k") != 0)
+        return kNotPossible;
+    const auto store = openOrMake();
+    store->setValueForKey("small", "key");
+    if (store->saveToDisk() != 0)
+        return 1;
+    store->setValueForKey(std::string(100'000, 'x'), "key");
+    if (store->saveToDisk() != KWS_ERR_WRITE_NO_SPACE ||
+        FileManager::namesInFolder(KWSPathHelper::dirPath()).size() != 1)
+        return 2;
+    const auto again = openOrMake();
+    return again->valueForKey("key") == platform::Value("small") ? 0 : 3;
+}
+
+TEST_F(AdminStorage, AFullDiskLeavesTheOldFile) {
+    std::filesystem::create_directory(home.path("machine"));
+    const int ending = ChildProcess::body("fillsTheDisk", {home.path("machine")}).wait();
+    if (ending == kNotPossible)
+        GTEST_SKIP() << "takes a machine of its own";
+    EXPECT_EQ(ending, 0);
+}
+
+// Ends with what an ordinary user is told.
 CHILD_BODY(triesAsAnOrdinaryUser) {
     platform::setMachineLibraryForTests(arguments[0]);
     if (::setgid(64123) != 0 || ::setuid(64123) != 0)
