@@ -15,7 +15,6 @@ namespace kitwell {
 class KITWELL_API CommonAuxiliary {
 public:
     static CommonAuxiliary& sharedInstance();
-    bool findAppInLoginItems(const platform::FileUrl&) { return false; }
 
     // Lists the application at the end, unless it is listed at this location already, and takes out every
     // older copy: items of the same name at other locations. True when it is listed on return; false, and
