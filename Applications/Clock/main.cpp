@@ -10,6 +10,7 @@
 #include "KitwellPlatform/Applications/Application.h"
 #include "KitwellPlatform/RunLoop/RunLoop.h"
 #include "Shared/Canvas.h"
+#include "Shared/Policy.h"
 
 namespace kitwell::applications {
 
@@ -77,6 +78,8 @@ private:
 } // namespace kitwell::applications
 
 int main() {
+    if (!kitwell::applications::checkToolIsAllowed())
+        return 1;
     const kitwell::applications::Clock clock;
     return kitwell::platform::Application::shared().run();
 }

@@ -9,6 +9,7 @@
 #include "KitwellPlatform/Files/AtomicFile.h"
 #include "KitwellPlatform/Preferences/UserDefaults.h"
 #include "Shared/Canvas.h"
+#include "Shared/Policy.h"
 
 namespace kitwell::applications {
 
@@ -86,6 +87,8 @@ private:
 } // namespace kitwell::applications
 
 int main() {
+    if (!kitwell::applications::checkToolIsAllowed())
+        return 1;
     const kitwell::applications::Counter counter;
     return kitwell::platform::Application::shared().run();
 }

@@ -15,6 +15,7 @@
 #include "KitwellPlatform/Files/SearchPaths.h"
 #include "KitwellPlatform/Preferences/UserDefaults.h"
 #include "KitwellPlatform/RunLoop/RunLoop.h"
+#include "Shared/Policy.h"
 
 namespace kitwell::applications {
 
@@ -124,6 +125,8 @@ private:
 } // namespace kitwell::applications
 
 int main() {
+    if (!kitwell::applications::checkToolIsAllowed())
+        return 1;
     const kitwell::applications::DiskSpace diskSpace;
     return kitwell::platform::Application::shared().run();
 }

@@ -35,7 +35,7 @@ void Commands::carryOut(const std::string& line) {
         return display_.say("not understood: " + verb + "; " + std::string(kHelp));
     if (const ToolList::Tool tool = tools_.find(name))
         return carryOutFor(verb, *tool);
-    display_.say("no tool is named " + name);
+    display_.say(tools_.reasonWithout(name));
 }
 
 void Commands::carryOutFor(const std::string& verb, ToolDataAgentProvider& tool) {

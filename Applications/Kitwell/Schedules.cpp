@@ -78,6 +78,10 @@ void Schedules::launchAtLogin() {
         if (AgentScheduler::shouldLaunchAtLoginByName(displayName(*tool), tool->bundleId()))
             launch(*tool, "at login");
     }
+    for (const ToolList::Forbidden& tool : tools_.forbidden()) {
+        if (AgentScheduler::shouldLaunchAtLoginByName(tool.name, tool.bundleId))
+            report_("at login: " + tool.reason);
+    }
 }
 
 void Schedules::read() {
@@ -121,7 +125,7 @@ void Schedules::waitForNext() {
 void Schedules::launchOrTell(const std::string& bundleId, const std::string& name) {
     const ToolList::Tool tool = tools_.find(bundleId, name);
     if (!tool)
-        return report_("due: " + name + ", which is not installed");
+        return report_("due: " + tools_.reasonWithout(name));
     if (tool->sendCommand(ToolMessageDateSchedule, std::nullopt))
         return report_("due: told " + name);
     launch(*tool, "due");

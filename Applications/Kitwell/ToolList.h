@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -8,7 +9,8 @@
 
 namespace kitwell::applications {
 
-// The tools that the agent knows: one proxy for each tool bundle in the application folders. Main thread.
+// The tools that the agent knows: one proxy for each tool bundle in the application folders that the
+// administrator lets be used. Main thread.
 class ToolList {
 public:
     using Tool = std::shared_ptr<ToolDataAgentProvider>;
@@ -16,6 +18,16 @@ public:
     // Looks for bundles that are not known yet, and asks each new tool for all that the agent shows.
     void discover();
     const std::vector<Tool>& tools() const { return tools_; }
+    // Bundles of tools that must not be used on this machine: nothing is shown of them.
+    struct Forbidden {
+        std::string path;
+        std::string name;
+        std::string bundleId;
+        std::string reason; // a sentence
+    };
+    const std::vector<Forbidden>& forbidden() const { return forbidden_; }
+    // Why there is no tool with this name: a sentence.
+    std::string reasonWithout(std::string_view name) const;
     // The tool with this name, upper and lower case alike; when there is none, after one more look for new
     // bundles. Null when there still is none.
     Tool find(std::string_view name);
@@ -28,6 +40,7 @@ private:
     bool knows(const std::string& path) const;
 
     std::vector<Tool> tools_;
+    std::vector<Forbidden> forbidden_;
 };
 
 // "Clock" for the tool in "/…/Clock.app".

@@ -5,6 +5,7 @@
 #include "KitwellPlatform/Applications/Application.h"
 #include "KitwellPlatform/Preferences/UserDefaults.h"
 #include "Shared/Canvas.h"
+#include "Shared/Policy.h"
 
 namespace kitwell::applications {
 
@@ -61,7 +62,7 @@ private:
 } // namespace kitwell::applications
 
 int main() {
-    if (!kitwell::ToolRequirements::checkToolCanRun())
+    if (!kitwell::applications::checkToolIsAllowed() || !kitwell::ToolRequirements::checkToolCanRun())
         return 1;
     const kitwell::applications::Notes notes;
     return kitwell::platform::Application::shared().run();

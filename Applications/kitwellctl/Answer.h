@@ -18,6 +18,10 @@ struct Answer {
     std::string sentence;
 
     static Answer list(platform::Array rows) { return {ExitCode::Done, std::move(rows), ""}; }
+    // Of a check: a failure with its findings, or done with `allIsWell` where there are none.
+    static Answer findings(platform::Array rows, std::string allIsWell) {
+        return {rows.empty() ? ExitCode::Done : ExitCode::Failed, std::move(rows), std::move(allIsWell)};
+    }
     static Answer done(std::string sentence, platform::Dictionary data) {
         return {ExitCode::Done, std::move(data), std::move(sentence)};
     }

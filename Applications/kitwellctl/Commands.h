@@ -33,5 +33,6 @@ std::span<const Command> scheduleCommands();
 std::span<const Command> grantCommands();
 std::span<const Command> resourceCommands();
 std::span<const Command> loginCommands();
+std::span<const Command> policyCommands();
 
 } // namespace kitwell::applications

@@ -1,9 +1,8 @@
 #include "JsonText.h"
 
-#include <array>
-#include <charconv>
 #include <cmath>
 
+#include "KitwellPlatform/Values/Json.h"
 #include "KitwellPlatform/Values/Text.h"
 
 namespace kitwell::applications {
@@ -12,63 +11,44 @@ using platform::Value;
 
 namespace {
 
-std::string quoted(std::string_view text) {
-    const bool isUtf8 = platform::isValidUtf8(text);
-    std::string json = "\"";
-    for (const char character : text) {
-        const auto byte = static_cast<unsigned char>(character);
-        if (character == '"' || character == '\\')
-            (json += '\\') += character;
-        else if (byte < 0x20)
-            json += platform::formatText("\\u%04x", unsigned{byte});
-        else if (byte >= 0x80 && !isUtf8)
-            json += "\\ufffd";
-        else
-            json += character;
-    }
-    return json += '"';
+// A text that is not UTF-8 keeps its ASCII characters.
+std::string validText(const std::string& text) {
+    if (platform::isValidUtf8(text))
+        return text;
+    std::string valid;
+    for (const char character : text)
+        valid += static_cast<unsigned char>(character) < 0x80 ? std::string(1, character) : "\uFFFD";
+    return valid;
 }
 
-template <class Number>
-std::string shortest(Number number) {
-    std::array<char, 32> digits;
-    const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), number).ptr;
-    return {digits.data(), end};
-}
-
-template <class List, class Write>
-std::string joined(const List& list, Write write) {
-    std::string json;
-    for (const auto& item : list) {
-        json += json.empty() ? "" : ",";
-        json += write(item);
+// The value in kinds that JSON knows.
+Value withWords(const Value& value) {
+    if (const std::string* text = value.asText())
+        return validText(*text);
+    if (const platform::Date* date = value.asDate())
+        return date->iso8601() ? Value(*date->iso8601()) : Value();
+    if (const double* number = value.asDouble())
+        return std::isfinite(*number) ? value : Value();
+    if (const platform::Array* array = value.asArray()) {
+        platform::Array all;
+        for (const Value& element : *array)
+            all.push_back(withWords(element));
+        return all;
     }
-    return json;
+    if (const platform::Dictionary* entries = value.asDictionary()) {
+        platform::Dictionary all;
+        for (const auto& [key, held] : *entries)
+            all.set(validText(key), withWords(held));
+        return all;
+    }
+    return value.asData() ? Value() : value;
 }
 
 } // namespace
 
 std::string jsonText(const Value& value) {
-    if (const bool* boolean = value.asBoolean())
-        return *boolean ? "true" : "false";
-    if (const std::int64_t* number = value.asSigned())
-        return shortest(*number);
-    if (const std::uint64_t* number = value.asUnsigned())
-        return shortest(*number);
-    if (const double* number = value.asDouble(); number && std::isfinite(*number))
-        return shortest(*number);
-    if (const std::string* text = value.asText())
-        return quoted(*text);
-    if (const platform::Date* date = value.asDate(); date && date->iso8601())
-        return quoted(*date->iso8601());
-    if (const platform::Array* array = value.asArray())
-        return "[" + joined(*array, jsonText) + "]";
-    if (const platform::Dictionary* entries = value.asDictionary())
-        return "{" +
-               joined(*entries,
-                      [](const auto& entry) { return quoted(entry.first) + ":" + jsonText(entry.second); }) +
-               "}";
-    return "null";
+    const auto json = platform::writeJson(withWords(value), platform::JsonLayout::Compact);
+    return json ? std::string(json->text()) : "null"; // nested too deep
 }
 
 } // namespace kitwell::applications

@@ -65,7 +65,8 @@ std::string tableText(const std::vector<Row>& table) {
 
 std::string textFor(const Answer& answer) {
     const Array* rows = answer.data.asArray();
-    return rows ? tableText(cells(*rows)) : printable(answer.sentence) + "\n";
+    return rows && (!rows->empty() || answer.sentence.empty()) ? tableText(cells(*rows))
+                                                               : printable(answer.sentence) + "\n";
 }
 
 bool write(const std::string& text, std::FILE* stream) {
@@ -76,8 +77,9 @@ bool write(const std::string& text, std::FILE* stream) {
 
 ExitCode print(const Answer& answer, Format format) {
     const bool isDone = answer.exitCode == ExitCode::Done;
+    const bool isResult = isDone || answer.data.asArray(); // findings are what was asked for
     const bool isPrinted = format == Format::Json ? write(jsonText(answer.data) + "\n", stdout)
-                           : isDone               ? write(textFor(answer), stdout)
+                           : isResult             ? write(textFor(answer), stdout)
                                                   : write("kitwellctl: " + textFor(answer), stderr);
     return isDone && !isPrinted ? ExitCode::Failed : answer.exitCode;
 }

@@ -3,6 +3,8 @@
 #include "KitwellCommon/KitwellCommon.h"
 #include "KitwellPlatform/Applications/Workspace.h"
 #include "KitwellPlatform/Ports/PortNameServer.h"
+#include "QuietLog.h"
+#include "Shared/Policy.h"
 
 namespace kitwell::applications {
 
@@ -27,6 +29,9 @@ Answer listTools(const Call&) {
 }
 
 Answer launchTool(const InstalledTool& tool) {
+    const QuietLog quiet;
+    if (auto refusal = refusalOfTool(tool.name, tool.identifier))
+        return Answer::failed(*std::move(refusal));
     const auto process = platform::Workspace::launchApplication(platform::FileUrl(tool.path),
                                                                 platform::LaunchOptions::Default);
     if (!process)

@@ -1,5 +1,5 @@
-// The suite at the command line: looks at tools, schedules and grants, and acts on them, with or without the
-// agent.
+// The suite at the command line: looks at tools, schedules, grants and the policy, and acts on them, with or
+// without the agent.
 
 #include <algorithm>
 #include <iterator>
@@ -49,8 +49,8 @@ CommandLine readCommandLine(std::span<char*> texts) {
 
 std::vector<Command> allCommands() {
     std::vector<Command> all;
-    for (const auto group :
-         {toolCommands(), scheduleCommands(), grantCommands(), resourceCommands(), loginCommands()})
+    for (const auto group : {toolCommands(), scheduleCommands(), grantCommands(), resourceCommands(),
+                             loginCommands(), policyCommands()})
         all.insert(all.end(), group.begin(), group.end());
     return all;
 }

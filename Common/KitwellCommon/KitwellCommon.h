@@ -2,6 +2,13 @@
 
 // The framework that every process of the suite loads: all public headers.
 
+#include "KitwellCommon/Admin/KWSAdminStorage.h"
+#include "KitwellCommon/Admin/KWSErrorCodes.h"
+#include "KitwellCommon/Admin/KWSKeyValueHelper.h"
+#include "KitwellCommon/Admin/KWSPathHelper.h"
+#include "KitwellCommon/Admin/SettingsProtection.h"
+#include "KitwellCommon/Admin/ToolCatalogue.h"
+#include "KitwellCommon/Admin/ToolWhiteList.h"
 #include "KitwellCommon/AgentPresence/AgentAlert.h"
 #include "KitwellCommon/AgentPresence/ToolRequirements.h"
 #include "KitwellCommon/Auxiliary/CommonAuxiliary.h"

@@ -32,11 +32,12 @@ mode_t withoutGroupRights(mode_t mode) {
     return mode & (0707U | (mode & 07U) << 3U);
 }
 
-// Gives the new file the mode, owner and group of the file it is to replace.
-Result<void> takeOverRights(int descriptor, const std::string& path) {
+// Gives the new file the mode, owner and group of the file it is to replace; `mode` where there is none.
+Result<void> takeOverRights(int descriptor, const std::string& path, mode_t mode) {
     struct stat old {};
-    mode_t mode = 0600;
     if (::lstat(path.c_str(), &old) == 0) {
+        if (S_ISLNK(old.st_mode))
+            return systemError("replace " + path + ", which is a symlink", ELOOP);
         if (!S_ISREG(old.st_mode))
             return systemError("replace " + path + ", which is no regular file", EINVAL);
         mode = old.st_mode & 0777U;
@@ -51,10 +52,20 @@ Result<void> takeOverRights(int descriptor, const std::string& path) {
     return {};
 }
 
+// Without waiting: a FIFO in the file's place must not hold the caller.
+Result<FileDescriptor> openForReading(const std::string& path) {
+    return openFile(path, O_RDONLY | O_NONBLOCK | O_NOCTTY);
+}
+
 } // namespace
 
 Result<void> replaceFile(const std::string& path, std::span<const std::byte> content) {
-    const auto target = followLinks(path);
+    return replaceFile(path, content, {});
+}
+
+Result<void> replaceFile(const std::string& path, std::span<const std::byte> content,
+                         const ReplacementRules& rules) {
+    const auto target = rules.followsSymlinks ? followLinks(path) : Result<std::string>(path);
     if (!target)
         return target.error();
     const auto folder = openFile(folderOf(*target), O_RDONLY | O_DIRECTORY);
@@ -63,7 +74,7 @@ Result<void> replaceFile(const std::string& path, std::span<const std::byte> con
     auto file = NewFile::inFolder(folderOf(*target));
     if (!file)
         return file.error();
-    if (auto done = takeOverRights(file->descriptor(), *target); !done)
+    if (auto done = takeOverRights(file->descriptor(), *target, rules.newMode); !done)
         return done;
     if (auto done = writeAll(file->descriptor(), content, *target); !done)
         return done;
@@ -75,11 +86,17 @@ Result<void> replaceFile(const std::string& path, std::span<const std::byte> con
 }
 
 Result<Data> readFile(const std::string& path, std::size_t limit) {
-    // Without waiting: a FIFO in the file's place must not hold the caller.
-    const auto file = openFile(path, O_RDONLY | O_NONBLOCK | O_NOCTTY);
+    const auto file = openForReading(path);
+    return file ? readRegularFile(file->get(), limit, path) : file.error();
+}
+
+Result<Data> readFileUncached(const std::string& path, std::size_t limit) {
+    const auto file = openForReading(path);
     if (!file)
         return file.error();
-    return readRegularFile(file->get(), limit, path);
+    auto content = readRegularFile(file->get(), limit, path);
+    ::posix_fadvise(file->get(), 0, 0, POSIX_FADV_DONTNEED); // no more than a wish
+    return content;
 }
 
 } // namespace kitwell::platform

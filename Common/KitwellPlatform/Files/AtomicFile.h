@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <span>
 #include <string>
 
@@ -19,8 +20,19 @@ namespace kitwell::platform {
 // Any thread.
 PLATFORM_API Result<void> replaceFile(const std::string& path, std::span<const std::byte> content);
 
+// How a replacement treats the path, where the usual way does not fit: a writer with more rights than those
+// who may plant a symlink at the path must not follow it.
+struct ReplacementRules {
+    bool followsSymlinks = true;  // else a symlink at the path is the error ELOOP
+    std::uint32_t newMode = 0600; // of a file that was not there, whatever the umask
+};
+PLATFORM_API Result<void> replaceFile(const std::string& path, std::span<const std::byte> content,
+                                      const ReplacementRules& rules);
+
 // The whole content of a regular file. A file larger than `limit` bytes is the error EFBIG, before memory is
 // taken; what is no regular file is the error EINVAL and is never waited for. Any thread.
 PLATFORM_API Result<Data> readFile(const std::string& path, std::size_t limit);
+// The same for a file that is read once: what was read need not stay in the system's cache of files.
+PLATFORM_API Result<Data> readFileUncached(const std::string& path, std::size_t limit);
 
 } // namespace kitwell::platform

@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdio>
 #include <fcntl.h>
 #include <filesystem>
+#include <functional>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
 #include <unistd.h>
@@ -22,6 +24,38 @@ mode_t kindOf(const std::string& path) {
 
 bool mayAccess(const std::string& path, int right) {
     return ::faccessat(AT_FDCWD, path.c_str(), right, AT_EACCESS) == 0;
+}
+
+constexpr std::uint32_t kUnchanged = static_cast<std::uint32_t>(-1);
+
+// Through the open file, so that nobody can put another one in its place between the steps.
+Result<void> giveAttributes(const std::string& path, const FileManager::Attributes& attributes) {
+    const auto file = openFile(path, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY);
+    if (!file)
+        return file.error();
+    if (::fchown(file->get(), attributes.ownerId, attributes.groupId) != 0)
+        return systemError("set the owner and group of " + path, errno);
+    if (::fchmod(file->get(), attributes.mode) != 0)
+        return systemError("set the mode of " + path, errno);
+    return {};
+}
+
+// Each folder that was missing is handed to `finish`.
+Result<void> createFolders(const std::string& path,
+                           const std::function<Result<void>(const std::string&)>& finish) {
+    if (::mkdir(path.c_str(), 0700) == 0)
+        return finish(path);
+    if (errno == ENOENT && folderOf(path) != path) {
+        if (auto parent = createFolders(folderOf(path), finish); !parent)
+            return parent;
+        if (::mkdir(path.c_str(), 0700) == 0)
+            return finish(path);
+    }
+    const int failure = errno;
+    // On a read-only volume even a folder that exists cannot be "made": what stands there decides.
+    if (FileManager::folderExists(path))
+        return {};
+    return systemError("create the folder " + path, failure);
 }
 
 } // namespace
@@ -43,19 +77,41 @@ bool FileManager::isExecutable(const std::string& path) {
 }
 
 Result<void> FileManager::createFolder(const std::string& path) {
-    if (::mkdir(path.c_str(), 0700) == 0)
+    return createFolders(path, [](const std::string&) { return Result<void>(); });
+}
+
+Result<void> FileManager::createFolder(const std::string& path, const Attributes& attributes) {
+    return createFolders(path, [&attributes](const std::string& folder) {
+        auto given = giveAttributes(folder, attributes);
+        if (!given)
+            ::rmdir(folder.c_str());
+        return given;
+    });
+}
+
+Result<FileManager::Attributes> FileManager::attributes(const std::string& path) {
+    struct stat status {};
+    if (::lstat(path.c_str(), &status) != 0)
+        return systemError("look at " + path, errno);
+    const Kind kind = S_ISREG(status.st_mode)   ? Kind::File
+                      : S_ISDIR(status.st_mode) ? Kind::Folder
+                      : S_ISLNK(status.st_mode) ? Kind::Symlink
+                                                : Kind::Other;
+    return Attributes{kind, status.st_mode & 07777U, status.st_uid, status.st_gid};
+}
+
+Result<void> FileManager::setGroupAndMode(const std::string& path, std::uint32_t groupId,
+                                          std::uint32_t mode) {
+    return giveAttributes(path, {Kind::Other, mode, kUnchanged, groupId});
+}
+
+Result<void> FileManager::moveFile(const std::string& from, const std::string& to) {
+    if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0)
         return {};
-    if (errno == ENOENT && folderOf(path) != path) {
-        if (auto parent = createFolder(folderOf(path)); !parent)
-            return parent;
-        if (::mkdir(path.c_str(), 0700) == 0)
-            return {};
-    }
-    const int failure = errno;
-    // On a read-only volume even a folder that exists cannot be "made": what stands there decides.
-    if (folderExists(path))
+    // Some file systems cannot promise that, and then a look beforehand must do.
+    if (errno == EINVAL && !attributes(to) && ::rename(from.c_str(), to.c_str()) == 0)
         return {};
-    return systemError("create the folder " + path, failure);
+    return systemError("move " + from + " to " + to, errno);
 }
 
 Result<void> FileManager::removeFile(const std::string& path) {

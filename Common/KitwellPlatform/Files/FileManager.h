@@ -29,6 +29,25 @@ public:
     // The paths of everything below the folder, relative to it, in the order in which the system lists them;
     // symlinks to folders are not entered. Empty when the folder cannot be read.
     static std::vector<std::string> subpathsOfFolder(const std::string& path);
+    // Within one volume. What stands at `to` already is the error EEXIST; a symlink is moved itself.
+    static Result<void> moveFile(const std::string& from, const std::string& to);
+
+    // Who may do what with a file, a folder or a symlink itself.
+    enum class Kind { File, Folder, Symlink, Other };
+    struct Attributes {
+        Kind kind = Kind::Other;
+        std::uint32_t mode = 0; // the permission bits
+        std::uint32_t ownerId = 0;
+        std::uint32_t groupId = 0;
+    };
+    // Of what stands at the path itself, also where that is a symlink.
+    static Result<Attributes> attributes(const std::string& path);
+    // Creates what is missing of the path, each folder with the mode, owner and group of `attributes` and
+    // whatever the umask; an existing folder is a success and stays as it is. A folder that cannot be given
+    // them does not stay.
+    static Result<void> createFolder(const std::string& path, const Attributes& attributes);
+    // Of a file or folder; a symlink at the path is the error ELOOP.
+    static Result<void> setGroupAndMode(const std::string& path, std::uint32_t groupId, std::uint32_t mode);
     // Names without "." and "..", sorted by their bytes; empty when the folder cannot be read.
     static std::vector<std::string> namesInFolder(const std::string& path);
     // Bytes that an ordinary user may still write on the volume that holds the path, and the volume's size.

@@ -14,6 +14,7 @@
 #include "KitwellPlatform/Files/FileAccess.h"
 #include "KitwellPlatform/Files/FileManager.h"
 #include "KitwellPlatform/Files/FileUrl.h"
+#include "KitwellPlatform/Files/SearchPathsForTests.h"
 #include "KitwellPlatform/Machine/Environment.h"
 
 namespace kitwell::platform {
@@ -88,6 +89,11 @@ std::string libraryResources() {
     return std::filesystem::absolute(info.dli_fname, ignored).parent_path().string() + kOwnLowerCaseFolder;
 }
 
+std::string& machineLibraryForTests() {
+    static std::string path;
+    return path;
+}
+
 } // namespace
 
 std::string SearchPaths::home() {
@@ -140,6 +146,14 @@ Result<std::string> SearchPaths::temporaryFolder() {
     if (auto created = FileManager::createFolder(cache); !created)
         return created.error();
     return privateFolder(cache + "/tmp");
+}
+
+std::string SearchPaths::machineLibrary() {
+    return machineLibraryForTests().empty() ? "/Library" : machineLibraryForTests();
+}
+
+void setMachineLibraryForTests(std::string path) {
+    machineLibraryForTests() = std::move(path);
 }
 
 std::string SearchPaths::executable() {

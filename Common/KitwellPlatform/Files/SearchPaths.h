@@ -37,6 +37,9 @@ public:
     // $XDG_RUNTIME_DIR/kitwell/tmp, else $XDG_CACHE_HOME/kitwell/tmp; created 0700. Never the shared
     // temporary folder.
     static Result<std::string> temporaryFolder();
+    // What holds for every user of the machine: "/Library". No environment variable moves it: a user must not
+    // be able to step around the administrator.
+    static std::string machineLibrary();
     // The running program's own file; empty when the system cannot tell.
     static std::string executable();
     // The folder "Name.app" when the running program is Name.app/Contents/Linux/<file>, else nothing.

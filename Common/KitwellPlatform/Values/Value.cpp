@@ -11,6 +11,10 @@ bool sameInteger(const std::int64_t* left, const std::uint64_t* right) {
 } // namespace
 
 bool Value::truth() const {
+    if (const NumberText* number = asNumberText()) {
+        const std::size_t end = number->text.find_first_of("eE");
+        return number->text.substr(0, end).find_first_of("123456789") != std::string::npos;
+    }
     if (const bool* boolean = asBoolean())
         return *boolean;
     if (const std::int64_t* number = asSigned())

@@ -67,8 +67,7 @@ TEST(Kitwellctl, TellsWhatWasNotUnderstoodFromWhatIsNotThere) {
     for (const auto& [exitCode, commands] : runs)
         for (const Words& words : commands)
             EXPECT_EQ(run(words).exitCode, exitCode) << testing::PrintToString(words);
-    EXPECT_EQ(json({"click", "a\"\\\n\xFF"}).output,
-              "{\"error\":\"no tool is named a\\\"\\\\\\u000a\\ufffd\"}\n");
+    EXPECT_EQ(json({"click", "a\"\\\n\xFF"}).output, "{\"error\":\"no tool is named a\\\"\\\\\\n\uFFFD\"}\n");
     EXPECT_EQ(json({"schedule", "list"}).output, "[]\n") << "a refused command left an entry behind";
 }
 

@@ -5,6 +5,7 @@
 #include "KitwellPlatform/Files/AtomicFile.h"
 #include "KitwellPlatform/Files/FileManager.h"
 #include "Support/ChildProcess.h"
+#include "Support/KilledAtSyscall.h"
 #include "Support/TestHome.h"
 
 using namespace kitwell::platform;
@@ -50,6 +51,19 @@ TEST_F(AtomicFile, AReaderNeverSeesHalfAReplacement) {
     EXPECT_EQ(ending, 0);
 }
 
+TEST_F(AtomicFile, AWriterThatIsKilledAnywhereLeavesTheOldOrTheNewContent) {
+    const std::string path = home.path("file");
+    bool wasNewSeen = false;
+    const std::size_t calls = killAtEachSyscall(
+        [&] { ASSERT_TRUE(replaceWith(path, "old")); }, [&] { (void)replaceWith(path, "new"); },
+        [&] {
+            wasNewSeen = contentOf(path) == "new";
+            EXPECT_TRUE(wasNewSeen || contentOf(path) == "old") << contentOf(path);
+        });
+    EXPECT_GT(calls, 8U);
+    EXPECT_TRUE(wasNewSeen) << "the writer that was not killed did not write";
+}
+
 CHILD_BODY(replacesWithoutUmask) {
     ::umask(0);
     if (::geteuid() == 0 && (::setgid(65534) != 0 || ::setuid(65534) != 0))
@@ -75,6 +89,23 @@ TEST_F(AtomicFile, ASymlinkIsFollowedAndStays) {
     ASSERT_TRUE(replaceWith(home.path("link"), "replaced"));
     EXPECT_TRUE(S_ISLNK(statusOf(home.path("link")).st_mode));
     EXPECT_TRUE(S_ISREG(statusOf(home.path("data/second")).st_mode));
+}
+
+TEST_F(AtomicFile, AWriterThatFollowsNoSymlinkLeavesItAndItsTargetAlone) {
+    constexpr ReplacementRules kRules{.followsSymlinks = false, .newMode = 0640};
+    const auto bytes = std::as_bytes(std::span("new", 3));
+    for (const char* target : {"data/target", "data/nowhere"}) {
+        ASSERT_EQ(::symlink(target, home.path("link").c_str()), 0);
+        ASSERT_TRUE(replaceWith(home.path("data/target"), "old"));
+        EXPECT_EQ(replaceFile(home.path("link"), bytes, kRules).error().code, ELOOP);
+        EXPECT_TRUE(S_ISLNK(statusOf(home.path("link")).st_mode));
+        EXPECT_EQ(contentOf(home.path("data/target")), "old");
+        ASSERT_EQ(::unlink(home.path("link").c_str()), 0);
+    }
+    const mode_t before = ::umask(077);
+    EXPECT_TRUE(replaceFile(home.path("fresh"), bytes, kRules));
+    ::umask(before);
+    EXPECT_EQ(statusOf(home.path("fresh")).st_mode & 07777U, 0640U);
 }
 
 TEST_F(AtomicFile, WhatIsNoFileOrTooLargeIsRefusedWithoutWaitingOrTakingMemory) {

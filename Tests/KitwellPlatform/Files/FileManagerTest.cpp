@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <sys/xattr.h>
+#include <unistd.h>
 
 #include "KitwellPlatform/Files/AtomicFile.h"
 #include "KitwellPlatform/Files/ExtendedAttributes.h"
@@ -39,6 +41,37 @@ TEST(FileManager, AFolderIsMadeWithWhatLeadsToItButNeverThroughAFile) {
     EXPECT_FALSE(FileManager::isExecutable(home.path("a"))) << "a folder was taken for a program";
     EXPECT_EQ(FileManager::namesInFolder(home.path("a")), (std::vector<std::string>{"b", "file"}));
     EXPECT_GT(FileManager::volumeSpace(home.path())->totalBytes, 1U << 24) << "blocks were taken for bytes";
+}
+
+TEST(FileManager, AFolderThatCannotBeGivenItsOwnerDoesNotStayAndASymlinkIsNeverFollowed) {
+    if (::geteuid() != 0)
+        GTEST_SKIP() << "only root can give a folder away";
+    const TestHome home;
+    using Kind = FileManager::Kind;
+    const mode_t before = ::umask(077);
+    EXPECT_TRUE(FileManager::createFolder(home.path("a/b"), {Kind::Folder, 0775, 64123, 64124}));
+    ::umask(before);
+    for (const std::string& made : {home.path("a"), home.path("a/b")}) {
+        const auto attributes = FileManager::attributes(made).value();
+        EXPECT_EQ(attributes.mode, 0775U);
+        EXPECT_EQ(attributes.ownerId, 64123U);
+        EXPECT_EQ(attributes.groupId, 64124U);
+    }
+    ASSERT_EQ(::chmod(home.path().c_str(), 0711), 0);
+    ASSERT_EQ(::seteuid(64123), 0);
+    EXPECT_EQ(FileManager::createFolder(home.path("a/mine"), {Kind::Folder, 0775, 0, 0}).error().code, EPERM);
+    ASSERT_EQ(::seteuid(0), 0);
+    EXPECT_FALSE(FileManager::fileExists(home.path("a/mine")));
+
+    ASSERT_TRUE(replaceFile(home.path("file"), {}));
+    ASSERT_EQ(::symlink("file", home.path("link").c_str()), 0);
+    EXPECT_EQ(FileManager::setGroupAndMode(home.path("link"), 64124, 0664).error().code, ELOOP);
+    EXPECT_TRUE(FileManager::setGroupAndMode(home.path("a/b"), 64125, 0700));
+    EXPECT_EQ(FileManager::attributes(home.path("a/b"))->groupId, 64125U);
+    EXPECT_EQ(FileManager::attributes(home.path("file"))->mode, 0600U);
+    EXPECT_EQ(FileManager::moveFile(home.path("file"), home.path("link")).error().code, EEXIST);
+    EXPECT_TRUE(FileManager::moveFile(home.path("link"), home.path("moved")));
+    EXPECT_EQ(FileManager::attributes(home.path("moved"))->kind, Kind::Symlink);
 }
 
 TEST(ExtendedAttributes, AValueComesBackWholeOrNotAtAll) {

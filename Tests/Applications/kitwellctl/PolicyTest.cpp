@@ -1,0 +1,189 @@
+// The policy as an administrator meets it, on a machine of its own.
+
+#include <cctype>
+#include <filesystem>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <iterator>
+#include <set>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "KitwellCommon/KitwellCommon.h"
+#include "KitwellPlatform/Machine/Users.h"
+#include "Support/ChildProcess.h"
+#include "Support/PrivateMachine.h"
+#include "Support/TestHome.h"
+
+using namespace kitwell;
+using namespace kitwell::test;
+
+namespace {
+
+using Words = std::vector<std::string>;
+
+constexpr int kNotPossible = 77;
+const std::string kProgram = std::string(PROGRAMS_FOLDER) + "/kitwellctl";
+const std::string kPolicy = "/Library/Application Support/com.corvalen.kitwell/settings.conf";
+
+struct Reply {
+    int exitCode;
+    std::string output;
+};
+
+Reply run(Words words, const Words& environment = {}) {
+    words.insert(words.begin(), {"--json", "policy"});
+    ChildProcess program = ChildProcess::program(kProgram, words, environment);
+    std::string output;
+    while (const auto line = program.readLine())
+        output += *line + "\n";
+    return {program.wait(), output};
+}
+
+struct Step {
+    Words words;
+    int exitCode;
+    Words expected; // in the output, in this order
+};
+
+// Says what was not as expected; false then.
+bool plays(const std::vector<Step>& steps) {
+    for (const Step& step : steps) {
+        const Reply seen = run(step.words);
+        std::size_t at = 0;
+        for (const std::string& text : step.expected)
+            at = at == seen.output.npos ? at : seen.output.find(text, at);
+        if (seen.exitCode == step.exitCode && at != seen.output.npos)
+            continue;
+        say(testing::PrintToString(step.words) + " answered " + std::to_string(seen.exitCode) + ": " +
+            seen.output);
+        return false;
+    }
+    return true;
+}
+
+std::string content() {
+    std::ifstream file(kPolicy);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+bool setsAndTells() {
+    const std::string list = R"("WhiteToolsList")";
+    return plays({
+        {{"check"}, 0, {"[]"}},
+        {{"show"}, 0, {"[]"}},
+        {{"clear"}, 0, {"{}"}},
+        {{"explain", "Clock"}, 0, {R"("allowed":true)", "set no list"}},
+        {{"set-tools", "clock, Nots"}, 2, {"no tool is named 'Nots'; did you mean 'Notes'?"}},
+        {{"set-tools", "Clock, business-toolset-only"}, 2, {"business-toolset-only"}},
+        {{"disable-updates", "perhaps"}, 2, {"error"}},
+        {{"show"}, 0, {"[]"}},
+        {{"set-tools", "clock, Notes"}, 0, {"done"}},
+        {{"disable-updates", "on"}, 0, {"done"}},
+        {{"check"}, 0, {"[]"}},
+        {{"show"}, 0, {list, R"(["clock","Notes"])", "allowed: Clock, Notes", "UpdatesDisabled", "true"}},
+        {{"explain", "NOTES"}, 0, {"com.corvalen.kitwell.Notes", R"("allowed":true)"}},
+        {{"explain", "com.corvalen.kitwell.Counter"}, 0, {R"("allowed":false)", "does not name it"}},
+        {{"explain", "Contr"}, 0, {R"("identifier":null,"allowed":false)", "'Counter'"}},
+        {{"set-tools", "business-toolset-only"}, 0, {"done"}},
+        {{"explain", "RadioTuner"}, 0, {R"("allowed":false)"}},
+        {{"clear"}, 0, {"done"}},
+        {{"disable-updates", "off"}, 0, {"done"}},
+        {{"show"}, 0, {R"("key":"UpdatesDisabled","value":false)"}},
+    });
+}
+
+bool findsMistakes() {
+    const struct {
+        std::string text;
+        Words findings;
+    } rows[] = {
+        {"{\n  \"UpdatesDisabled\": yes\n}", {R"("line":2,"column":22,)", "not JSON"}},
+        {"[]", {"no JSON object"}},
+        {"{\"UpdatesDisabled\": 1,\n \"UpdatesDisabled\": true}", {R"("line":2,"column":2,)", "twice"}},
+        {R"({"WhiteToolList": [], "UpdatesDisabled": "on"})",
+         {"'WhiteToolList'; did you mean 'WhiteToolsList'?", "neither true nor false"}},
+        {R"({"WhiteToolsList": ["Clok", 7, ""]})", {"did you mean 'Clock'", "no text", "named ''"}},
+        {R"({"WhiteToolsList": ["Clock", "business-toolset-only"]})", {"do not count"}},
+        {R"({"WhiteToolsList": []})", {"empty"}},
+        {R"({"WhiteToolsList": true})", {"not an array"}},
+    };
+    for (const auto& row : rows) {
+        std::ofstream(kPolicy) << row.text;
+        if (!plays({{{"check"}, 1, row.findings}}))
+            return false;
+    }
+    if (!plays({{{"show"}, 0, {"no tool is allowed"}}}))
+        return false;
+    std::ofstream(kPolicy) << "{}";
+    if (::chmod(kPolicy.c_str(), 0666) != 0 || ::chown(kPolicy.c_str(), 64123, 0) != 0)
+        return false;
+    return plays(
+        {{{"check"}, 1, {"owned by 64123", "written by everybody", "has mode 0666 and group root"}}});
+}
+
+bool setsAsideWhatCannotBeRead() {
+    std::ofstream(kPolicy) << "no JSON";
+    return plays({{{"show"}, 1, {"error"}}, {{"set-tools", "Clock"}, 0, {"set aside"}}, {{"check"}, 0, {}}});
+}
+
+bool refusesAnOrdinaryUser() {
+    const std::string before = content();
+    if (::setgid(64123) != 0 || ::setuid(64123) != 0)
+        return false;
+    return plays({{{"explain", "Counter"}, 0, {R"("allowed":false)"}},
+                  {{"set-tools", "Clock, Counter"}, 1, {"as root"}},
+                  {{"disable-updates", "on"}, 1, {"as root"}},
+                  {{"clear"}, 1, {"as root"}}}) &&
+           content() == before;
+}
+
+} // namespace
+
+CHILD_BODY(administersAMachine) {
+    if (!platform::administratorsGroup() || !enterPrivateMachine(arguments[0]))
+        return kNotPossible;
+    return setsAndTells() && findsMistakes() && setsAsideWhatCannotBeRead() && refusesAnOrdinaryUser() ? 0
+                                                                                                       : 1;
+}
+
+TEST(KitwellctlPolicy, IsSetCheckedAndExplainedAndAnOrdinaryUserIsRefused) {
+    const TestHome home;
+    std::filesystem::create_directory(home.path("machine"));
+    ChildProcess child = ChildProcess::body("administersAMachine", {home.path("machine")});
+    std::string said;
+    while (const auto line = child.readLine(std::chrono::seconds(50)))
+        said += *line + "\n";
+    const int ending = child.wait();
+    if (ending == kNotPossible)
+        GTEST_SKIP() << "takes root, and a machine of its own";
+    EXPECT_EQ(ending, 0) << said;
+}
+
+// Every text in the programs and libraries that could name a variable is one, and points elsewhere.
+TEST(KitwellctlPolicy, NoVariableOfTheEnvironmentMovesIt) {
+    const TestHome home;
+    const std::string build = std::filesystem::path(kProgram).parent_path().parent_path();
+    std::set<std::string> names{"HOME", "LIBRARY", "KITWELL_LIBRARY", "XDG_DATA_DIRS", "XDG_CONFIG_DIRS"};
+    for (const std::string& file :
+         {kProgram, build + "/Common/libKitwellPlatform.so", build + "/Common/libKitwellCommon.so"}) {
+        std::ifstream stream(file);
+        std::string name;
+        for (std::istreambuf_iterator<char> byte(stream), end; byte != end; ++byte) {
+            if (std::isupper(static_cast<unsigned char>(*byte)) || *byte == '_') {
+                name += *byte;
+                continue;
+            }
+            if (name.size() > 2 && name.size() < 40 && !name.starts_with("LD_"))
+                names.insert(name);
+            name.clear();
+        }
+    }
+    EXPECT_TRUE(names.contains("XDG_DATA_HOME") && names.contains("KITWELL_EXTENDED_LOGGING"));
+    Words environment;
+    for (const std::string& name : names)
+        environment.push_back(name + "=" + home.path());
+    const Reply moved = run({"path"}, environment);
+    EXPECT_EQ(moved.output, "{\"path\":\"" + kPolicy + "\"}\n");
+    EXPECT_EQ(moved.exitCode, 0);
+}

@@ -1,0 +1,14 @@
+#pragma once
+
+#include <string>
+
+namespace kitwell::test {
+
+// Gives this process and the children that it starts from now on a root folder of their own: all that the
+// real one has, but a new and empty "/Library", so that programs meet a policy without the machine's own
+// being touched. For child bodies: there is no way back. `folder` must exist and be empty; what is mounted on
+// it goes with the last of the processes. False when that is not possible here: it takes the superuser's
+// rights.
+bool enterPrivateMachine(const std::string& folder);
+
+} // namespace kitwell::test
