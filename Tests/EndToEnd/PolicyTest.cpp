@@ -1,13 +1,8 @@
 // What the administrator forbids, no way of starting a tool gets round: on a machine of its own, whose policy
 // lets Clock be used and nothing else.
 
-#include <filesystem>
-#include <gtest/gtest.h>
-
 #include "EndToEnd/Scene.h"
-#include "KitwellCommon/KitwellCommon.h"
 #include "KitwellPlatform/Machine/Users.h"
-#include "Support/ChildProcess.h"
 #include "Support/PrivateMachine.h"
 
 using namespace kitwell;
@@ -19,11 +14,6 @@ namespace {
 constexpr int kNotPossible = 77;
 constexpr char kCounter[] = "com.corvalen.kitwell.Counter";
 constexpr char kRefusal[] = "Counter is not allowed on this computer: the administrator's list of tools";
-
-ChildProcess start(const std::string& name, const std::vector<std::string>& arguments = {}) {
-    return ChildProcess::program(
-        std::string(APPLICATIONS_FOLDER) + "/" + name + ".app/Contents/Linux/" + name, arguments);
-}
 
 int control(const std::vector<std::string>& words) {
     return ChildProcess::program(std::string(PROGRAMS_FOLDER) + "/kitwellctl", words).wait();
@@ -42,7 +32,7 @@ bool playScene() {
         entry.set(kScheduleAtDate, true);
         entry.set(kScheduleDate, Date::now().adding(-5));
     });
-    ChildProcess agent = start("Kitwell", {"--login"});
+    ChildProcess agent = Scene::start("Kitwell", {"--login"});
     const bool isRefused = saw(agent.waitForLine(std::string("due: ") + kRefusal), "launched when due") &&
                            saw(agent.waitForLine(std::string("at login: ") + kRefusal), "launched at login");
     agent.writeLine("launch Counter");
@@ -66,7 +56,7 @@ CHILD_BODY(livesUnderAPolicy) {
     if (!saw(control({"policy", "set-tools", "Clock"}) == 0, "the policy was not set") || !playScene())
         return 1;
     for (const char* tool : {"Counter", "DiskSpace", "Notes"}) {
-        if (!saw(start(tool).wait() == 1, std::string(tool) + " runs"))
+        if (!saw(Scene::start(tool).wait() == 1, std::string(tool) + " runs"))
             return 1;
     }
     return saw(control({"launch", "Counter"}) == 1, "launched by the command line") ? 0 : 1;
@@ -75,8 +65,8 @@ CHILD_BODY(livesUnderAPolicy) {
 TEST(Policy, NoWayOfStartingAToolGetsRoundIt) {
     const Scene scene;
     std::filesystem::create_directory(scene.home.path("machine"));
-    std::filesystem::create_directories(scene.home.path("data/Kitwell"));
-    std::filesystem::create_symlink(APPLICATIONS_FOLDER, scene.home.path("data/Kitwell/Applications"));
+    std::filesystem::remove(scene.applications);
+    std::filesystem::create_symlink(APPLICATIONS_FOLDER, scene.applications);
     ChildProcess child = ChildProcess::body("livesUnderAPolicy", {scene.home.path("machine")});
     std::string said;
     while (const auto line = child.readLine(std::chrono::seconds(50)))
