@@ -35,7 +35,7 @@ void Commands::carryOut(const std::string& line) {
         return display_.say("not understood: " + verb + "; " + std::string(kHelp));
     if (const ToolList::Tool tool = tools_.find(name))
         return carryOutFor(verb, *tool);
-    display_.say(tools_.reasonWithout(name));
+    display_.say(tools_.refusalOf(name).value_or("no tool is named " + name));
 }
 
 void Commands::carryOutFor(const std::string& verb, ToolDataAgentProvider& tool) {

@@ -125,7 +125,7 @@ void Schedules::waitForNext() {
 void Schedules::launchOrTell(const std::string& bundleId, const std::string& name) {
     const ToolList::Tool tool = tools_.find(bundleId, name);
     if (!tool)
-        return report_("due: " + tools_.reasonWithout(name));
+        return report_("due: " + tools_.refusalOf(name).value_or(name + ", which is not installed"));
     if (tool->sendCommand(ToolMessageDateSchedule, std::nullopt))
         return report_("due: told " + name);
     launch(*tool, "due");

@@ -51,10 +51,10 @@ ToolList::Tool ToolList::find(std::string_view bundleId, std::string_view name) 
         [&](const Tool& tool) { return tool->bundleId() == bundleId && displayName(*tool) == name; });
 }
 
-std::string ToolList::reasonWithout(std::string_view name) const {
+std::optional<std::string> ToolList::refusalOf(std::string_view name) const {
     const auto found = std::find_if(forbidden_.begin(), forbidden_.end(),
                                     [name](const Forbidden& tool) { return isSameName(tool.name, name); });
-    return found != forbidden_.end() ? found->reason : "no tool is named " + std::string(name);
+    return found != forbidden_.end() ? std::optional(found->reason) : std::nullopt;
 }
 
 bool ToolList::knows(const std::string& path) const {

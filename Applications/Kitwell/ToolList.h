@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -26,8 +27,8 @@ public:
         std::string reason; // a sentence
     };
     const std::vector<Forbidden>& forbidden() const { return forbidden_; }
-    // Why there is no tool with this name: a sentence.
-    std::string reasonWithout(std::string_view name) const;
+    // Why the tool with this name must not be used; nothing when there is no such bundle.
+    std::optional<std::string> refusalOf(std::string_view name) const;
     // The tool with this name, upper and lower case alike; when there is none, after one more look for new
     // bundles. Null when there still is none.
     Tool find(std::string_view name);

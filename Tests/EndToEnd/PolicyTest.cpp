@@ -1,13 +1,8 @@
 // What the administrator forbids, no way of starting a tool gets round: on a machine of its own, whose policy
 // lets Clock be used and nothing else.
 
-#include <filesystem>
-#include <gtest/gtest.h>
-
 #include "EndToEnd/Scene.h"
-#include "KitwellCommon/KitwellCommon.h"
 #include "KitwellPlatform/Machine/Users.h"
-#include "Support/ChildProcess.h"
 #include "Support/PrivateMachine.h"
 
 using namespace kitwell;

@@ -10,7 +10,7 @@ using platform::Dictionary;
 namespace {
 
 constexpr char kCounter[] = "com.corvalen.kitwell.Counter";
-constexpr char kRecorder[] = "com.corvalen.kitwell.Rename";
+constexpr char kRecorder[] = "com.corvalen.kitwell.KeepAwake"; // a tool that the agent lets be used
 constexpr char kDiskSpace[] = "com.corvalen.kitwell.DiskSpace";
 
 void schedule(const char* bundleId, const char* name, Date date, double interval) {

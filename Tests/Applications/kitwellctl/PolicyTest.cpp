@@ -1,19 +1,13 @@
 // The policy as an administrator meets it, on a machine of its own.
 
 #include <cctype>
-#include <filesystem>
-#include <fstream>
-#include <gtest/gtest.h>
-#include <iterator>
 #include <set>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include "KitwellCommon/KitwellCommon.h"
 #include "KitwellPlatform/Machine/Users.h"
-#include "Support/ChildProcess.h"
+#include "Support/Harness.h"
 #include "Support/PrivateMachine.h"
-#include "Support/TestHome.h"
 
 using namespace kitwell;
 using namespace kitwell::test;

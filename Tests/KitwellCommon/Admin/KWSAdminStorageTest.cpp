@@ -1,16 +1,11 @@
-#include <gtest/gtest.h>
-
 #include <regex>
 #include <sys/mount.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include "KitwellCommon/Admin/MachineLibrary.h"
 #include "KitwellPlatform/Files/FileManager.h"
 #include "KitwellPlatform/Machine/Users.h"
-#include "Support/ChildProcess.h"
 #include "Support/KilledAtSyscall.h"
-#include "Support/LogLines.h"
 #include "Support/PrivateMachine.h"
 
 using namespace kitwell;

@@ -1,12 +1,8 @@
 #pragma once
 
-#include <filesystem>
-#include <fstream>
-#include <iterator>
-
 #include "KitwellCommon/KitwellCommon.h"
 #include "KitwellPlatform/Files/SearchPathsForTests.h"
-#include "Support/TestHome.h"
+#include "Support/Harness.h"
 
 namespace kitwell::test {
 

@@ -1,11 +1,7 @@
-#include <gtest/gtest.h>
-
 #include <set>
 
 #include "KitwellCommon/Admin/MachineLibrary.h"
 #include "KitwellPlatform/Applications/RunningApplication.h"
-#include "Support/ChildProcess.h"
-#include "Support/LogLines.h"
 
 using namespace kitwell;
 using namespace kitwell::test;
