@@ -76,7 +76,7 @@ TEST(Schedules, ADateIsOutOfTheStoreBeforeItsLaunchSoThatAKilledAgentNeverRepeat
         const Date date = Date::now().adding(0.5);
         schedule(kRecorder, "child-recorder", date, interval);
         AgentScheduler::scheduleToolAtDate(Date{0}, kCounter, "Absent");
-        ASSERT_TRUE(agent.waitForLine("due: no tool is named Absent")) << "the store was not read";
+        ASSERT_TRUE(agent.waitForLine("due: Absent, which is not installed")) << "the store was not read";
         accessAppGroupPlist([&](platform::UserDefaults&) { // nobody else can write meanwhile
             const std::chrono::duration<double> untilAfterwards(Date::now().secondsUntil(date) + 0.2);
             EXPECT_FALSE(waitUntil([&] { return !starts().empty(); },
