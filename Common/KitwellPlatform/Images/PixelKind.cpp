@@ -1,5 +1,6 @@
 #include "KitwellPlatform/Images/PixelKind.h"
 
+#include <algorithm>
 #include <array>
 #include <bit>
 #include <cstdint>
@@ -10,19 +11,19 @@ namespace kitwell::platform {
 namespace {
 
 constexpr std::size_t kPixelSize = 4;
-constexpr std::size_t kBlock = 1024 * kPixelSize;
+constexpr std::size_t kBlock = 256 * kPixelSize;
 
 constexpr std::uint32_t pixelMask(std::uint8_t red, std::uint8_t green, std::uint8_t blue,
                                   std::uint8_t alpha) {
     return std::bit_cast<std::uint32_t>(std::array{red, green, blue, alpha});
 }
 
-// In blocks of constant length and without a way out, which the compiler turns into wide instructions.
-template <std::size_t length>
-void look(const std::byte* pixels, std::uint32_t& allBits, std::uint32_t& unlike) {
-    for (std::size_t at = 0; at < length; at += kPixelSize) {
+// Without a way out, and for blocks of constant length, which the compiler turns into wide instructions.
+template <std::size_t extent>
+void look(std::span<const std::byte, extent> pixels, std::uint32_t& allBits, std::uint32_t& unlike) {
+    for (std::size_t at = 0; at < pixels.size(); at += kPixelSize) {
         std::uint32_t pixel = 0;
-        std::memcpy(&pixel, pixels + at, kPixelSize);
+        std::memcpy(&pixel, pixels.data() + at, kPixelSize);
         allBits &= pixel;
         // A colour beside its neighbour: red beside green and green beside blue.
         unlike |= pixel ^ std::rotl(pixel, 8);
@@ -40,10 +41,11 @@ PixelKind kindOfPixels(std::span<const std::byte> pixels) {
     std::uint32_t unlike = 0;
     PixelKind kind;
     while (!pixels.empty() && (kind.isOpaque || kind.isGrey)) {
-        const bool isWhole = pixels.size() >= kBlock;
-        const std::size_t length = isWhole ? kBlock : kPixelSize;
-        isWhole ? look<kBlock>(pixels.data(), allBits, unlike)
-                : look<kPixelSize>(pixels.data(), allBits, unlike);
+        const std::size_t length = std::min(kBlock, pixels.size());
+        if (length == kBlock)
+            look(pixels.first<kBlock>(), allBits, unlike);
+        else
+            look(pixels.first(length), allBits, unlike);
         kind = {(allBits & kAlpha) == kAlpha, (unlike & kNeighbours) == 0};
         pixels = pixels.subspan(length);
     }
