@@ -49,6 +49,8 @@ struct Channel {
     std::byte of(std::uint32_t pixel, unsigned without) const {
         if (top == 0)
             return static_cast<std::byte>(without);
+        if (top == 255)
+            return static_cast<std::byte>(pixel >> shift & 255);
         return static_cast<std::byte>((std::uint64_t{(pixel & mask) >> shift} * 255 + top / 2) / top);
     }
 

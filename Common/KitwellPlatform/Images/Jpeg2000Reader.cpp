@@ -90,19 +90,28 @@ std::array<const Component*, 4> channelsOf(const opj_image_t& image) {
             hasAlpha ? parts + image.numcomps - 1 : nullptr};
 }
 
+struct Full {
+    int at(std::uint32_t, std::uint32_t) const { return 255; }
+};
+
+template <class Samples>
+void fillChannel(PixelBuffer& pixels, std::size_t channel, const Samples& samples) {
+    for (std::uint32_t y = 0; y < pixels.height(); ++y) {
+        std::byte* target = pixels.row(y) + channel;
+        for (std::uint32_t x = 0; x < pixels.width(); ++x, target += 4)
+            *target = static_cast<std::byte>(samples.at(x, y));
+    }
+}
+
 void fill(PixelBuffer& pixels, const opj_image_t& image) {
     const auto channels = channelsOf(image);
     const bool isYcc = image.numcomps >= 3 && (image.color_space == OPJ_CLRSPC_SYCC ||
                                                (image.comps[0].dx == 1 && image.comps[1].dx == 2));
-    for (std::size_t channel = 0; channel < channels.size(); ++channel) {
-        for (std::uint32_t y = 0; y < pixels.height(); ++y) {
-            std::byte* target = pixels.row(y) + channel;
-            for (std::uint32_t x = 0; x < pixels.width(); ++x, target += 4)
-                *target = channels[channel]
-                              ? static_cast<std::byte>(Plane(image, *channels[channel]).at(x, y))
-                              : std::byte{255};
-        }
-    }
+    for (std::size_t channel = 0; channel < channels.size(); ++channel)
+        if (channels[channel])
+            fillChannel(pixels, channel, Plane(image, *channels[channel]));
+        else
+            fillChannel(pixels, channel, Full());
     if (isYcc)
         for (std::span<std::byte> rest = pixels.bytes(); !rest.empty(); rest = rest.subspan(4))
             convertFromYcc(rest.data());

@@ -12,20 +12,6 @@ using namespace test;
 
 namespace {
 
-std::string number(std::uint64_t value, int size, bool isBigEndian = false) {
-    std::string bytes;
-    for (; size > 0; --size, value >>= 8)
-        bytes.insert(isBigEndian ? 0 : bytes.size(), 1, static_cast<char>(value & 0xff));
-    return bytes;
-}
-
-std::string raw(const std::string& digits) {
-    std::string bytes;
-    for (std::size_t i = 0; i < digits.size(); i += 2)
-        bytes += static_cast<char>(std::stoi(digits.substr(i, 2), nullptr, 16));
-    return bytes;
-}
-
 std::string fileOf(const ImageRepresentation& picture, BitmapFileType type) {
     return std::string(bitmapData(picture, type)->text());
 }

@@ -3,10 +3,28 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <string>
 
 #include "KitwellPlatform/Images/BitmapFile.h"
+#include "KitwellPlatform/Images/Image.h"
 
 namespace kitwell::platform::test {
+
+// Little-endian unless told otherwise.
+inline std::string number(std::uint64_t value, int size = 4, bool isBigEndian = false) {
+    std::string bytes;
+    for (; size > 0; --size, value >>= 8)
+        bytes.insert(isBigEndian ? 0 : bytes.size(), 1, static_cast<char>(value & 0xff));
+    return bytes;
+}
+
+// The bytes that two hexadecimal digits each stand for.
+inline std::string raw(const std::string& digits) {
+    std::string bytes;
+    for (std::size_t i = 0; i < digits.size(); i += 2)
+        bytes += static_cast<char>(std::stoi(digits.substr(i, 2), nullptr, 16));
+    return bytes;
+}
 
 inline constexpr BitmapFileType kAllTypes[] = {BitmapFileType::TIFF, BitmapFileType::BMP,
                                                BitmapFileType::GIF,  BitmapFileType::JPEG,
