@@ -1,9 +1,10 @@
+#include "KitwellPlatform/Images/BmpCodec.h"
+
 #include <algorithm>
 #include <array>
 #include <bit>
 #include <cstring>
 
-#include "KitwellPlatform/Images/BmpCodec.h"
 #include "KitwellPlatform/Images/PixelBuffer.h"
 
 namespace kitwell::platform {

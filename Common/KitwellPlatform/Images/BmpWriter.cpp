@@ -1,10 +1,10 @@
+#include "KitwellPlatform/Images/BmpCodec.h"
+
 #include <algorithm>
 #include <bit>
 #include <cstring>
 #include <memory>
 #include <utility>
-
-#include "KitwellPlatform/Images/BmpCodec.h"
 
 namespace kitwell::platform {
 

@@ -1,3 +1,5 @@
+#include "KitwellPlatform/Images/GifCodec.h"
+
 #include <algorithm>
 #include <array>
 #include <cstring>
@@ -5,7 +7,6 @@
 
 #include <gif_lib.h>
 
-#include "KitwellPlatform/Images/GifCodec.h"
 #include "KitwellPlatform/Images/PixelBuffer.h"
 
 namespace kitwell::platform {

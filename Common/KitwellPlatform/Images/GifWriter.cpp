@@ -1,3 +1,5 @@
+#include "KitwellPlatform/Images/GifCodec.h"
+
 #include <algorithm>
 #include <bit>
 #include <memory>
@@ -6,7 +8,6 @@
 #include <gif_lib.h>
 
 #include "KitwellPlatform/Images/ColourQuantiser.h"
-#include "KitwellPlatform/Images/GifCodec.h"
 
 namespace kitwell::platform {
 

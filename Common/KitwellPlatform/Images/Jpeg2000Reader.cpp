@@ -1,7 +1,10 @@
+#include "KitwellPlatform/Images/Jpeg2000Codec.h"
+
 #include <algorithm>
 #include <array>
 
-#include "KitwellPlatform/Images/Jpeg2000Codec.h"
+#include <openjpeg.h>
+
 #include "KitwellPlatform/Images/Jpeg2000Stream.h"
 #include "KitwellPlatform/Images/PixelBuffer.h"
 

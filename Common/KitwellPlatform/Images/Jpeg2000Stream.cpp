@@ -5,6 +5,8 @@
 #include <limits>
 #include <type_traits>
 
+#include <openjpeg.h>
+
 namespace kitwell::platform {
 
 namespace {
@@ -69,6 +71,16 @@ Jpeg2000Stream open(Stream& stream, bool isInput) {
 }
 
 } // namespace
+
+void Jpeg2000CodecFree::operator()(void** codec) const {
+    opj_destroy_codec(codec);
+}
+void Jpeg2000ImageFree::operator()(opj_image* image) const {
+    opj_image_destroy(image);
+}
+void Jpeg2000StreamFree::operator()(void** stream) const {
+    opj_stream_destroy(stream);
+}
 
 Jpeg2000Stream openJpeg2000(Jpeg2000Input& input) {
     Jpeg2000Stream stream = open(input, true);

@@ -6,20 +6,23 @@
 #include <span>
 #include <vector>
 
-#include <openjpeg.h>
+struct opj_image;
 
 namespace kitwell::platform {
 
-template <auto destroy>
-struct Jpeg2000Free {
-    template <class Object>
-    void operator()(Object* object) const {
-        destroy(object);
-    }
+struct Jpeg2000CodecFree {
+    void operator()(void** codec) const;
 };
-using Jpeg2000Codec = std::unique_ptr<opj_codec_t, Jpeg2000Free<opj_destroy_codec>>;
-using Jpeg2000Image = std::unique_ptr<opj_image_t, Jpeg2000Free<opj_image_destroy>>;
-using Jpeg2000Stream = std::unique_ptr<opj_stream_t, Jpeg2000Free<opj_stream_destroy>>;
+struct Jpeg2000ImageFree {
+    void operator()(opj_image* image) const;
+};
+struct Jpeg2000StreamFree {
+    void operator()(void** stream) const;
+};
+// The library's names for a codec and a stream stand for these pointers.
+using Jpeg2000Codec = std::unique_ptr<void*, Jpeg2000CodecFree>;
+using Jpeg2000Image = std::unique_ptr<opj_image, Jpeg2000ImageFree>;
+using Jpeg2000Stream = std::unique_ptr<void*, Jpeg2000StreamFree>;
 
 struct Jpeg2000Input {
     std::span<const std::byte> bytes;

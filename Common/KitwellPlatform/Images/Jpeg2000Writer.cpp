@@ -1,9 +1,12 @@
+#include "KitwellPlatform/Images/Jpeg2000Codec.h"
+
 #include <algorithm>
 #include <array>
 #include <bit>
 #include <utility>
 
-#include "KitwellPlatform/Images/Jpeg2000Codec.h"
+#include <openjpeg.h>
+
 #include "KitwellPlatform/Images/Jpeg2000Stream.h"
 #include "KitwellPlatform/Images/PixelKind.h"
 

@@ -1,10 +1,8 @@
 #pragma once
 
-#include <csetjmp>
-#include <cstddef>
-#include <cstdio>
+#include <memory>
 
-#include <jpeglib.h>
+struct jpeg_error_mgr;
 
 namespace kitwell::platform {
 
@@ -13,28 +11,24 @@ namespace kitwell::platform {
 class JpegErrors {
 public:
     JpegErrors();
+    ~JpegErrors();
     JpegErrors(const JpegErrors&) = delete;
     JpegErrors& operator=(const JpegErrors&) = delete;
 
-    jpeg_error_mgr* manager() { return &manager_; }
+    jpeg_error_mgr* manager();
 
     // Runs `work`, which calls the library. False when it met an error: `work` has then been left by a jump,
     // so nothing with a destructor may live in it or in what it calls.
     template <class Work>
     bool guard(const Work& work) {
-        if (setjmp(escape_))
-            return false;
-        work();
-        return true;
+        return run([](const void* known) { (*static_cast<const Work*>(known))(); }, &work);
     }
 
 private:
-    [[noreturn]] static void leave(j_common_ptr codec);
-    static void hear(j_common_ptr codec, int level);
-    static void staySilent(j_common_ptr) {}
+    struct State;
+    bool run(void (*work)(const void* known), const void* known);
 
-    jpeg_error_mgr manager_{};
-    std::jmp_buf escape_{};
+    std::unique_ptr<State> state_;
 };
 
 } // namespace kitwell::platform

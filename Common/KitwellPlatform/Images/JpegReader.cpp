@@ -1,12 +1,15 @@
-#include <algorithm>
+#include "KitwellPlatform/Images/JpegCodec.h"
+
+#include <cstdio>
+
+#include <jpeglib.h>
+
+#include <jerror.h>
 
 #include "KitwellPlatform/Images/ExifOrientation.h"
-#include "KitwellPlatform/Images/JpegCodec.h"
 #include "KitwellPlatform/Images/JpegErrors.h"
 #include "KitwellPlatform/Images/PixelBuffer.h"
 #include "KitwellPlatform/Images/PixelOrder.h"
-
-#include <jerror.h>
 
 namespace kitwell::platform {
 

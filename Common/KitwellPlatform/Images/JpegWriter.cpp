@@ -1,8 +1,12 @@
+#include "KitwellPlatform/Images/JpegCodec.h"
+
 #include <array>
+#include <cstdio>
 #include <utility>
 #include <vector>
 
-#include "KitwellPlatform/Images/JpegCodec.h"
+#include <jpeglib.h>
+
 #include "KitwellPlatform/Images/JpegErrors.h"
 #include "KitwellPlatform/Images/PixelKind.h"
 

@@ -1,7 +1,8 @@
+#include "KitwellPlatform/Images/PngCodec.h"
+
 #include <png.h>
 
 #include "KitwellPlatform/Images/PixelBuffer.h"
-#include "KitwellPlatform/Images/PngCodec.h"
 
 namespace kitwell::platform {
 

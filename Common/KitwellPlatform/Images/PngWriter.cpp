@@ -1,3 +1,5 @@
+#include "KitwellPlatform/Images/PngCodec.h"
+
 #include <csetjmp>
 #include <utility>
 #include <vector>
@@ -5,7 +7,6 @@
 #include <png.h>
 
 #include "KitwellPlatform/Images/PixelKind.h"
-#include "KitwellPlatform/Images/PngCodec.h"
 
 namespace kitwell::platform {
 
