@@ -50,7 +50,7 @@ CommandLine readCommandLine(std::span<char*> texts) {
 std::vector<Command> allCommands() {
     std::vector<Command> all;
     for (const auto group : {toolCommands(), scheduleCommands(), grantCommands(), resourceCommands(),
-                             loginCommands(), policyCommands()})
+                             loginCommands(), policyCommands(), exportCommands()})
         all.insert(all.end(), group.begin(), group.end());
     return all;
 }
