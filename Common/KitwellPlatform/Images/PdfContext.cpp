@@ -49,11 +49,6 @@ bool isPossible(const PdfRectangle& rectangle) {
            rectangle.height > 0;
 }
 
-bool isWhole(const ImageRepresentation& picture) {
-    return picture.width > 0 && picture.height > 0 &&
-           picture.pixels.size() == std::uint64_t{picture.width} * picture.height * 4;
-}
-
 std::string reference(std::size_t object) {
     return std::to_string(object) + " 0 R";
 }
@@ -219,7 +214,7 @@ bool PdfContext::addPage(const PdfRectangle& mediaBox, const ImageRepresentation
     if (!state_)
         return false;
     bool& hasFailed = state_->hasFailed;
-    hasFailed = hasFailed || !isPossible(mediaBox) || !isPossible(place) || !isWhole(picture);
+    hasFailed = hasFailed || !isPossible(mediaBox) || !isPossible(place) || !picture.isBitmap();
     if (hasFailed)
         return false;
     try {
@@ -247,7 +242,7 @@ std::optional<Data> PdfContext::close() {
 
 std::optional<ImageRepresentation> cutRows(const ImageRepresentation& picture, std::uint32_t firstRow,
                                            std::uint32_t rows) {
-    if (!isWhole(picture) || rows == 0 || firstRow >= picture.height || rows > picture.height - firstRow)
+    if (!picture.isBitmap() || rows == 0 || firstRow >= picture.height || rows > picture.height - firstRow)
         return std::nullopt;
     if (rows == picture.height)
         return picture;

@@ -179,6 +179,26 @@ TEST_F(ImageExport, TheBytesDoNotDependOnThreadsNorOnTheRun) {
         EXPECT_TRUE(document == documents.front());
 }
 
+TEST_F(ImageExport, AJpegThatIsDrawnWholeKeepsItsBytesAndACutOneItsPixels) {
+    for (const bool isGrey : {false, true}) {
+        const auto jpeg =
+            auxiliary().dataForImage(imageOf(picture({50, 40}, {isGrey})), BitmapFileType::JPEG);
+        ASSERT_TRUE(jpeg);
+        const Image image = *Image::fromData(*jpeg);
+        const auto whole = auxiliary().dataForImageAsPDF(image, 40);
+        const auto cut = auxiliary().dataForImageAsPDF(image, 39);
+        ASSERT_TRUE(whole && cut);
+        EXPECT_EQ(run("qpdf", {"--check", saved(*whole)}), 0);
+        EXPECT_EQ(run("pdfimages", {"-j", saved(*whole), home.path("kept")}), 0);
+        EXPECT_EQ(readFile(home.path("kept-000.jpg"), 1UL << 20).value(), *jpeg);
+        EXPECT_TRUE(pixelsIn(*cut, false) == image.representations().front().pixels.text());
+        // Bytes that do not fit the pixels are not believed.
+        ImageRepresentation odd = picture({50, 41});
+        odd.jpeg = *jpeg;
+        EXPECT_TRUE(pixelsIn(*auxiliary().dataForImageAsPDF(imageOf(odd), 0), false) == odd.pixels.text());
+    }
+}
+
 TEST_F(ImageExport, AFailureHalfWayLeavesNoDocument) {
     const ImageRepresentation good = picture({9, 9});
     const ImageRepresentation bad{9, 10, good.pixels};
@@ -207,10 +227,15 @@ TEST_F(ImageExport, SavesInPlaceAndTellsWhatCouldNotBeWritten) {
     const Data tiff = *auxiliary().dataForImage(image, BitmapFileType::TIFF);
     EXPECT_EQ(readFile(home.path("other name"), 1UL << 20).value(), tiff);
 
-    const Image nothing = Image::byReferencingFile(home.path("missing"));
-    EXPECT_FALSE(auxiliary().dataForImageAsPDF(nothing, 0));
-    EXPECT_FALSE(auxiliary().saveImageAsPDF(nothing, file, 0));
-    EXPECT_FALSE(auxiliary().saveImage(nothing, BitmapFileType::TIFF, file));
+    const Image missing = Image::byReferencingFile(home.path("missing"));
+    const auto noBitmap = Image::fromData(*auxiliary().dataForImageAsPDF(image, 10));
+    ASSERT_TRUE(noBitmap);
+    for (const Image& nothing : {missing, *noBitmap}) {
+        EXPECT_FALSE(auxiliary().dataForImageAsPDF(nothing, 0));
+        EXPECT_FALSE(auxiliary().dataForImage(nothing, BitmapFileType::TIFF));
+        EXPECT_FALSE(auxiliary().saveImageAsPDF(nothing, file, 0));
+        EXPECT_FALSE(auxiliary().saveImage(nothing, BitmapFileType::TIFF, file));
+    }
     EXPECT_EQ(readFile(file, 1UL << 20).value(), tiff) << "the file was touched though there is no data";
     for (const std::string& path : {home.path("no folder/file"), home.path(), std::string("/dev/full")}) {
         EXPECT_FALSE(auxiliary().saveImageAsPDF(image, path, 0)) << path;
