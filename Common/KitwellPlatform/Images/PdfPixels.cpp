@@ -11,6 +11,9 @@ namespace kitwell::platform {
 
 namespace {
 
+// In bytes. A longer row is cut, since four of them are held at a time.
+constexpr std::uint32_t kLongestRow = kPdfPieceSize / 4;
+
 // Loops of constant length become wide instructions.
 constexpr std::size_t kBlock = 64;
 using Block = std::array<std::uint8_t, kBlock>;
@@ -88,7 +91,7 @@ std::size_t samplesPerPixel(PdfSamples samples) {
 
 std::vector<PdfPiece> cutIntoPieces(const ImageRepresentation& picture, PdfSamples samples) {
     const auto step = static_cast<std::uint32_t>(samplesPerPixel(samples));
-    const std::uint32_t columns = std::min(picture.width, static_cast<std::uint32_t>(kPdfPieceSize) / step);
+    const std::uint32_t columns = std::min(picture.width, kLongestRow / step);
     const std::uint32_t rows =
         columns < picture.width ? 1 : static_cast<std::uint32_t>(kPdfPieceSize) / (columns * step);
     std::vector<PdfPiece> pieces;
