@@ -94,7 +94,7 @@ Answer carryOut(const Kind& kind, const std::string& input, const std::string& o
     if (!content)
         return Answer::failed("cannot " + content.error().description);
     const auto image = Image::fromData(*content);
-    if (!image)
+    if (!image || !image->representations().front().isBitmap())
         return Answer::failed(input + " is no picture, or is damaged or too large");
     progress.begin("encoding");
     const auto data = make(kind, *image, pageHeight, progress);

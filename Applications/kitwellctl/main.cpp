@@ -1,5 +1,5 @@
 // The suite at the command line: looks at tools, schedules, grants and the policy, and acts on them, with or
-// without the agent.
+// without the agent, and exports pictures.
 
 #include <algorithm>
 #include <iterator>

@@ -38,7 +38,7 @@ Data GrowingBuffer::take() {
     resize(size_);
     const std::span<const std::byte> content(bytes_.get(), std::exchange(size_, 0));
     capacity_ = 0;
-    return Data::sharing(std::shared_ptr<const void>(bytes_.release(), std::free), content);
+    return Data::sharing(std::shared_ptr<const std::byte[]>(std::move(bytes_)), content);
 }
 
 } // namespace kitwell::platform
