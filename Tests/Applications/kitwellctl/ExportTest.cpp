@@ -23,8 +23,7 @@ TEST(Kitwellctl, ExportsByTheEndingAndOverwritesOnlyWhenTold) {
     const TestHome home;
     const std::string input = home.path("picture.tiff"), pdf = home.path("picture.PDF");
     const auto image = Image::fromRepresentations({{3, 10, Data(std::string(120, 'a'))}});
-    ASSERT_TRUE(image &&
-                CommonAuxiliary::sharedInstance().saveImage(*image, BitmapFileType::TIFF, input));
+    ASSERT_TRUE(image && CommonAuxiliary::sharedInstance().saveImage(*image, BitmapFileType::TIFF, input));
     const std::string text = home.path("text");
     std::ofstream(text) << "no picture";
     const auto exportTo = [&](const std::string& output, Words more = {}) {
