@@ -1,9 +1,20 @@
 #pragma once
 
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+
 #include "KitwellCommon/Export.h"
 #include "KitwellPlatform/Files/FileUrl.h"
+#include "KitwellPlatform/Images/BitmapFile.h"
+#include "KitwellPlatform/Images/Image.h"
+#include "KitwellPlatform/Values/Data.h"
 
 namespace kitwell {
+
+// How far a document is: its pages that are at work or done, and all its pages.
+using ExportProgress = std::function<void(std::uint64_t pages, std::uint64_t allPages)>;
 
 // Desktop services of the suite's applications. Keeps no state; any thread.
 //
@@ -26,6 +37,23 @@ public:
     bool removeAppFromLoginItems(const platform::FileUrl& url);
     // Whether an item is at the same location; false when the list is not available.
     bool findAppInLoginItems(const platform::FileUrl& url);
+
+    // The image's first representation, which must be a bitmap, is what is exported; without one, and on any
+    // other failure, there is no data. The same image gives the same data.
+
+    // A PDF document in which one pixel is one unit. `pageHeight` is in pixels: a higher image is cut into
+    // pages of that height from the top, and a short last part stands at the top of its page; 0 gives one
+    // page of the image's height. The pixels are kept exactly. `progress` is called on this thread.
+    std::optional<platform::Data> dataForImageAsPDF(const platform::Image& image, std::uint64_t pageHeight,
+                                                    const ExportProgress& progress = {});
+    std::optional<platform::Data> dataForImage(const platform::Image& image, platform::BitmapFileType type);
+
+    // Make the same data and write it to the file, not atomically: a file that stands there is overwritten in
+    // place, and a failed write may leave a part. Where no data could be made, the file is not touched. False
+    // when there is no data or it could not be written.
+    bool saveImageAsPDF(const platform::Image& image, const std::string& filePath, std::uint64_t pageHeight,
+                        const ExportProgress& progress = {});
+    bool saveImage(const platform::Image& image, platform::BitmapFileType type, const std::string& filePath);
 
 private:
     CommonAuxiliary() = default;

@@ -136,6 +136,18 @@ std::vector<std::string> FileManager::subpathsOfFolder(const std::string& path) 
     return paths;
 }
 
+Result<void> FileManager::writeInPlace(const std::string& path, std::span<const std::byte> content) {
+    auto file = openFile(path, O_WRONLY | O_CREAT | O_TRUNC | O_NOCTTY, 0666);
+    if (!file)
+        return file.error();
+    if (auto done = writeAll(file->get(), content, path); !done)
+        return done;
+    // Some file systems tell only now that there was no room.
+    if (::close(file->release()) != 0 && errno != EINTR)
+        return systemError("write " + path, errno);
+    return {};
+}
+
 std::vector<std::string> FileManager::namesInFolder(const std::string& path) {
     std::vector<std::string> names;
     std::error_code failure;

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -48,6 +50,9 @@ public:
     static Result<void> createFolder(const std::string& path, const Attributes& attributes);
     // Of a file or folder; a symlink at the path is the error ELOOP.
     static Result<void> setGroupAndMode(const std::string& path, std::uint32_t groupId, std::uint32_t mode);
+    // Writes into the file that stands there, or creates it, with the rights that new files have; a symlink
+    // is followed. A failure may leave a part of the content. What must be whole is for replaceFile().
+    static Result<void> writeInPlace(const std::string& path, std::span<const std::byte> content);
     // Names without "." and "..", sorted by their bytes; empty when the folder cannot be read.
     static std::vector<std::string> namesInFolder(const std::string& path);
     // Bytes that an ordinary user may still write on the volume that holds the path, and the volume's size.

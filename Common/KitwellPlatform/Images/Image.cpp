@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "KitwellPlatform/Files/AtomicFile.h"
+#include "KitwellPlatform/Images/PictureReader.h"
 #include "KitwellPlatform/Images/TiffCodec.h"
 
 namespace kitwell::platform {
@@ -14,9 +15,9 @@ namespace {
 // Room for the largest picture with 16 bits a sample.
 constexpr std::size_t kMaxFileSize = kMaxImagePixels * 8;
 
-bool isWhole(const ImageRepresentation& picture) {
-    const std::uint64_t pixels = std::uint64_t{picture.width} * picture.height;
-    return pixels > 0 && pixels <= kMaxImagePixels && picture.pixels.size() == pixels * 4;
+bool areBitmaps(const std::vector<ImageRepresentation>& pictures) {
+    return !pictures.empty() && std::all_of(pictures.begin(), pictures.end(),
+                                            [](const auto& picture) { return picture.isBitmap(); });
 }
 
 bool isWithinBounds(const std::vector<ImageRepresentation>& pictures) {
@@ -26,11 +27,9 @@ bool isWithinBounds(const std::vector<ImageRepresentation>& pictures) {
     return pictures.size() <= kMaxImageRepresentations && bytes <= kMaxImagePixels * 4;
 }
 
-std::vector<ImageRepresentation> readPictures(const std::string& path) {
+std::vector<ImageRepresentation> readPicturesOfFile(const std::string& path) {
     const Result<Data> content = readFile(path, kMaxFileSize);
-    if (!content)
-        return {};
-    return readTiff(*content).value_or(std::vector<ImageRepresentation>());
+    return content ? readPictures(*content) : std::vector<ImageRepresentation>();
 }
 
 } // namespace
@@ -45,19 +44,22 @@ struct Image::State {
 Image::Image(std::shared_ptr<State> state) : state_(std::move(state)) {}
 
 std::optional<Image> Image::fromRepresentations(std::vector<ImageRepresentation> representations) {
-    if (representations.empty() || !std::all_of(representations.begin(), representations.end(), isWhole) ||
-        !isWithinBounds(representations))
+    if (!areBitmaps(representations) || !isWithinBounds(representations))
         return std::nullopt;
-    auto state = std::make_shared<State>();
-    state->pictures = std::move(representations);
-    return Image(std::move(state));
+    return having(std::move(representations));
 }
 
 std::optional<Image> Image::fromData(const Data& data) {
-    auto pictures = readTiff(data);
-    if (!pictures)
+    auto pictures = readPictures(data);
+    if (pictures.empty())
         return std::nullopt;
-    return fromRepresentations(std::move(*pictures));
+    return having(std::move(pictures));
+}
+
+Image Image::having(std::vector<ImageRepresentation> representations) {
+    auto state = std::make_shared<State>();
+    state->pictures = std::move(representations);
+    return Image(std::move(state));
 }
 
 Image Image::byReferencingFile(std::string path) {
@@ -69,7 +71,7 @@ Image Image::byReferencingFile(std::string path) {
 const std::vector<ImageRepresentation>& Image::representations() const {
     std::call_once(state_->read, [&state = *state_] {
         if (!state.path.empty())
-            state.pictures = readPictures(state.path);
+            state.pictures = readPicturesOfFile(state.path);
     });
     return state_->pictures;
 }
@@ -83,7 +85,7 @@ std::uint32_t Image::height() const {
 }
 
 std::optional<Data> Image::tiffRepresentation() const {
-    return representations().empty() ? std::nullopt : writeTiff(representations());
+    return areBitmaps(representations()) ? writeTiff(representations()) : std::nullopt;
 }
 
 } // namespace kitwell::platform

@@ -4,10 +4,12 @@
 #include <sys/resource.h>
 #include <tuple>
 
-#include "KitwellPlatform/Images/Image.h"
+#include "Pictures.h"
 #include "Support/ChildProcess.h"
 
 namespace kitwell::platform {
+
+using namespace test;
 
 namespace {
 
@@ -20,20 +22,6 @@ struct Entry {
     std::size_t count = 1; // more than one: the value is their place in the body
 };
 using Entries = std::map<unsigned, Entry>;
-
-std::string number(std::size_t value, int size = 4) {
-    std::string bytes;
-    for (; size > 0; --size, value >>= 8)
-        bytes += static_cast<char>(value & 0xff);
-    return bytes;
-}
-
-std::string raw(const std::string& digits) {
-    std::string bytes;
-    for (std::size_t i = 0; i < digits.size(); i += 2)
-        bytes += static_cast<char>(std::stoi(digits.substr(i, 2), nullptr, 16));
-    return bytes;
-}
 
 // A TIFF made by hand: equal directories with entries of 32 bits, then `body`, from which offsets count.
 struct Tiff {
@@ -210,7 +198,8 @@ CHILD_BODY(readClaims) {
 }
 
 TEST(TiffCodec, ATiffThatClaimsToBeHugeIsRefusedWithoutTheMemory) {
-    EXPECT_EQ(test::ChildProcess::body("readClaims").wait(), 0) << "the number of the claim, counted from 2";
+    EXPECT_EQ(kitwell::test::ChildProcess::body("readClaims").wait(), 0)
+        << "the number of the claim, counted from 2";
 }
 
 } // namespace kitwell::platform

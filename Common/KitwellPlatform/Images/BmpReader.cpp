@@ -1,0 +1,174 @@
+#include "KitwellPlatform/Images/BmpCodec.h"
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <cstring>
+
+#include "KitwellPlatform/Images/PixelBuffer.h"
+
+namespace kitwell::platform {
+
+namespace {
+
+constexpr std::size_t kFileHeaderSize = 14;
+constexpr std::uint32_t kOldHeaderSize = 12;
+constexpr std::uint32_t kInfoHeaderSize = 40;
+constexpr std::uint32_t kAlphaHeaderSize = 56; // from here on the header itself has a mask for alpha
+constexpr std::uint32_t kMaxHeaderSize = 124;
+constexpr std::size_t kMasksAt = kFileHeaderSize + kInfoHeaderSize;
+
+// The other compressions are refused: the two run-length ones are as good as extinct, and the rest is for
+// printers.
+constexpr std::uint32_t kPlain = 0;
+constexpr std::uint32_t kMasks = 3;
+constexpr std::uint32_t kMasksWithAlpha = 6;
+
+using Pixel = std::array<std::byte, 4>;
+
+// Little-endian numbers at places in the file; 0 beyond its end.
+class Fields {
+public:
+    explicit Fields(std::span<const std::byte> bytes) : bytes_(bytes) {}
+
+    std::uint32_t number(std::size_t at, unsigned size) const {
+        std::uint32_t value = 0;
+        for (unsigned i = 0; i < size && at + i < bytes_.size(); ++i)
+            value |= std::to_integer<std::uint32_t>(bytes_[at + i]) << (8 * i);
+        return value;
+    }
+
+private:
+    std::span<const std::byte> bytes_;
+};
+
+// Takes one colour out of a pixel's bits and spreads it over 0 to 255.
+struct Channel {
+    explicit Channel(std::uint32_t bits)
+        : mask(bits), shift(bits ? static_cast<unsigned>(std::countr_zero(bits)) : 0), top(bits >> shift) {}
+
+    std::byte of(std::uint32_t pixel, unsigned without) const {
+        if (top == 0)
+            return static_cast<std::byte>(without);
+        if (top == 255)
+            return static_cast<std::byte>(pixel >> shift & 255);
+        return static_cast<std::byte>((std::uint64_t{(pixel & mask) >> shift} * 255 + top / 2) / top);
+    }
+
+    std::uint32_t mask;
+    unsigned shift;
+    std::uint32_t top;
+};
+
+struct Layout {
+    std::uint32_t headerSize = 0;
+    std::uint64_t width = 0;
+    std::uint64_t height = 0;
+    bool isFromTop = false;
+    std::uint32_t bits = 0;
+    std::uint32_t compression = kPlain;
+    std::uint32_t pixelsAt = 0;
+
+    bool isOld() const { return headerSize == kOldHeaderSize; }
+    std::uint64_t rowSize() const { return (width * bits + 31) / 32 * 4; }
+    bool hasMasks() const { return compression != kPlain; }
+    bool isKnown() const {
+        const bool isHeaderKnown = isOld() || (headerSize >= kInfoHeaderSize && headerSize <= kMaxHeaderSize);
+        const bool isDepthKnown =
+            bits == 1 || bits == 4 || bits == 8 || bits == 16 || bits == 24 || bits == 32;
+        const bool isKindKnown =
+            !hasMasks() || ((compression == kMasks || compression == kMasksWithAlpha) && bits >= 16);
+        return isHeaderKnown && isDepthKnown && isKindKnown;
+    }
+};
+
+Layout layoutOf(const Fields& file) {
+    Layout layout;
+    layout.pixelsAt = file.number(10, 4);
+    layout.headerSize = file.number(14, 4);
+    if (layout.isOld()) {
+        layout.width = file.number(18, 2);
+        layout.height = file.number(20, 2);
+        layout.bits = file.number(24, 2);
+        return layout;
+    }
+    const auto height = static_cast<std::int64_t>(static_cast<std::int32_t>(file.number(22, 4)));
+    layout.width = file.number(18, 4);
+    layout.isFromTop = height < 0;
+    layout.height = static_cast<std::uint64_t>(height < 0 ? -height : height);
+    layout.bits = file.number(28, 2);
+    layout.compression = file.number(30, 4);
+    return layout;
+}
+
+// Black where the file has fewer colours than its pixels could name.
+std::array<Pixel, 256> paletteOf(const Fields& file, const Layout& layout) {
+    const unsigned entrySize = layout.isOld() ? 3 : 4;
+    const std::size_t at = kFileHeaderSize + layout.headerSize;
+    const std::uint32_t told = layout.isOld() ? 0 : file.number(46, 4);
+    const std::uint32_t possible = 1U << layout.bits;
+    const std::uint32_t count = told == 0 ? possible : std::min(told, possible);
+    std::array<Pixel, 256> palette;
+    palette.fill({std::byte{0}, std::byte{0}, std::byte{0}, std::byte{255}});
+    for (std::uint32_t i = 0; i < count && at + (i + 1) * entrySize <= layout.pixelsAt; ++i)
+        for (unsigned colour = 0; colour < 3; ++colour)
+            palette[i][2 - colour] = static_cast<std::byte>(file.number(at + i * entrySize + colour, 1));
+    return palette;
+}
+
+std::array<Channel, 4> channelsOf(const Fields& file, const Layout& layout) {
+    if (!layout.hasMasks() && layout.bits == 16)
+        return {Channel(0x7c00), Channel(0x3e0), Channel(0x1f), Channel(0)};
+    if (!layout.hasMasks())
+        return {Channel(0xff0000), Channel(0xff00), Channel(0xff), Channel(0)};
+    const bool hasAlpha = layout.compression == kMasksWithAlpha || layout.headerSize >= kAlphaHeaderSize;
+    const auto mask = [&](std::size_t i) { return Channel(file.number(kMasksAt + i * 4, 4)); };
+    return {mask(0), mask(1), mask(2), hasAlpha ? mask(3) : Channel(0)};
+}
+
+void readPaletteRow(const std::byte* row, std::uint32_t width, unsigned bits,
+                    const std::array<Pixel, 256>& palette, std::byte* pixels) {
+    for (std::uint32_t x = 0; x < width; ++x) {
+        const std::size_t bit = std::size_t{x} * bits;
+        const auto byte = std::to_integer<unsigned>(row[bit / 8]);
+        const unsigned index = byte >> (8 - bits - bit % 8) & ((1U << bits) - 1);
+        std::memcpy(pixels + std::size_t{x} * 4, palette[index].data(), 4);
+    }
+}
+
+void readColourRow(const std::byte* row, std::uint32_t width, unsigned bits,
+                   const std::array<Channel, 4>& channels, std::byte* pixels) {
+    const unsigned size = bits / 8;
+    for (std::uint32_t x = 0; x < width; ++x, row += size, pixels += 4) {
+        std::uint32_t pixel = 0;
+        for (unsigned i = 0; i < size; ++i)
+            pixel |= std::to_integer<std::uint32_t>(row[i]) << (8 * i);
+        for (std::size_t i = 0; i < 4; ++i)
+            pixels[i] = channels[i].of(pixel, i == 3 ? 255 : 0);
+    }
+}
+
+} // namespace
+
+std::optional<ImageRepresentation> readBmp(const Data& data) {
+    const Fields file(data.bytes());
+    const Layout layout = layoutOf(file);
+    if (!layout.isKnown() || !PixelBuffer::isPossible(layout.width, layout.height) ||
+        layout.pixelsAt > data.size() || layout.rowSize() > (data.size() - layout.pixelsAt) / layout.height)
+        return std::nullopt;
+    PixelBuffer pixels(static_cast<std::uint32_t>(layout.width), static_cast<std::uint32_t>(layout.height));
+    const bool hasPalette = layout.bits <= 8;
+    const auto palette = hasPalette ? paletteOf(file, layout) : std::array<Pixel, 256>{};
+    const auto channels = channelsOf(file, layout);
+    for (std::uint32_t y = 0; y < pixels.height(); ++y) {
+        const std::byte* row = data.data() + layout.pixelsAt + y * layout.rowSize();
+        std::byte* target = pixels.row(layout.isFromTop ? y : pixels.height() - 1 - y);
+        if (hasPalette)
+            readPaletteRow(row, pixels.width(), layout.bits, palette, target);
+        else
+            readColourRow(row, pixels.width(), layout.bits, channels, target);
+    }
+    return pixels.picture();
+}
+
+} // namespace kitwell::platform
