@@ -34,5 +34,6 @@ std::span<const Command> grantCommands();
 std::span<const Command> resourceCommands();
 std::span<const Command> loginCommands();
 std::span<const Command> policyCommands();
+std::span<const Command> telemetryCommands();
 
 } // namespace kitwell::applications

@@ -1,5 +1,5 @@
-// The suite at the command line: looks at tools, schedules, grants and the policy, and acts on them, with or
-// without the agent.
+// The suite at the command line: looks at tools, schedules, grants, the policy, telemetry and more, and acts
+// on them, with or without the agent.
 
 #include <algorithm>
 #include <iterator>
@@ -50,7 +50,7 @@ CommandLine readCommandLine(std::span<char*> texts) {
 std::vector<Command> allCommands() {
     std::vector<Command> all;
     for (const auto group : {toolCommands(), scheduleCommands(), grantCommands(), resourceCommands(),
-                             loginCommands(), policyCommands()})
+                             loginCommands(), policyCommands(), telemetryCommands()})
         all.insert(all.end(), group.begin(), group.end());
     return all;
 }
