@@ -130,7 +130,7 @@ Answer validate(const Call&) {
                            {"finding", std::move(finding.text)}});
     }
     return Answer::findings(std::move(rows),
-                            platform::formatText("nothing is wrong in %lu documents", documents.size()));
+                            platform::formatText("documents without a finding: %lu", documents.size()));
 }
 
 Answer collect(const Call&) {
@@ -144,7 +144,7 @@ Answer collect(const Call&) {
         count = waitingReports(telemetry->logGrab()).size();
     }
     telemetry->sendCEP();
-    return Answer::done(platform::formatText("%lu reports wait in %@ and are being sent to %@", count,
+    return Answer::done(platform::formatText("%lu of the reports in %@ are being sent to %@", count,
                                              telemetry->logPath(), reportEndpoint()),
                         {{"reports", std::uint64_t{count}},
                          {"folder", telemetry->logPath()},

@@ -100,13 +100,14 @@ std::optional<Command> findCommand(const std::vector<std::string>& words) {
 // The first option that the command does not take, or takes only with, or only without, a value.
 std::optional<std::string> unknownOption(const Command& command, const CommandLine& line) {
     const auto known = wordsOf(command.options);
-    for (const auto& [name, value] : line.options) {
+    for (const auto& given : line.options) {
         const auto isIt = [&](const std::string& option) {
             const std::size_t equals = option.find('=');
-            return option.substr(0, equals) == "--" + name && (equals == option.npos) == value.empty();
+            return option.substr(0, equals) == "--" + given.first &&
+                   (equals == option.npos) == given.second.empty();
         };
         if (std::none_of(known.begin(), known.end(), isIt))
-            return name;
+            return given.first;
     }
     return std::nullopt;
 }
