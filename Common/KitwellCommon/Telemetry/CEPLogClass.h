@@ -16,6 +16,10 @@ namespace kitwell {
 // Seconds from one collection to the next: a week.
 inline constexpr double CEPFireInterval = 604800.0;
 
+// In the agent's preferences: the switch (true is off), and the date of the next collection.
+inline constexpr char kCEPDisabledKey[] = "disableCEP";
+inline constexpr char kCEPSyncDateKey[] = "CEPSyncDate";
+
 // The telemetry of a process: where its events go in, and the weekly collection and upload of the reports.
 class KITWELL_API CEPLogClass : public CEPInfoHolder {
 public:

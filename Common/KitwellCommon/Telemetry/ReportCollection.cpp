@@ -8,6 +8,7 @@
 #include "KitwellPlatform/Files/CopyFile.h"
 #include "KitwellPlatform/Files/FileDescriptor.h"
 #include "KitwellPlatform/Files/FileManager.h"
+#include "KitwellPlatform/Files/SearchPaths.h"
 #include "KitwellPlatform/Values/Text.h"
 
 namespace kitwell {
@@ -47,6 +48,10 @@ void collectReports(const std::string& folder) {
         if (!log || !platform::copyToFirstFreePath(log.get(), paths, kCopyPieceSize))
             return;
     }
+}
+
+std::string usualReportFolder() {
+    return platform::SearchPaths::userLibrary() + "/Logs/CorvalenKitwell";
 }
 
 std::vector<std::string> waitingReports(const std::string& folder) {

@@ -13,6 +13,9 @@ namespace kitwell {
 // Any thread.
 void collectReports(const std::string& folder);
 
+// Where a process keeps its reports unless it says otherwise; whether it is there is not looked at.
+KITWELL_API std::string usualReportFolder();
+
 // The reports that wait in the folder, relative to it, as the system lists them.
 KITWELL_API std::vector<std::string> waitingReports(const std::string& folder);
 
