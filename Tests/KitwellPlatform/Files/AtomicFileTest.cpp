@@ -5,6 +5,7 @@
 #include "KitwellPlatform/Files/AtomicFile.h"
 #include "KitwellPlatform/Files/FileManager.h"
 #include "Support/ChildProcess.h"
+#include "Support/KilledAtSyscall.h"
 #include "Support/TestHome.h"
 
 using namespace kitwell::platform;
@@ -48,6 +49,19 @@ TEST_F(AtomicFile, AReaderNeverSeesHalfAReplacement) {
             << content.size();
     }
     EXPECT_EQ(ending, 0);
+}
+
+TEST_F(AtomicFile, AWriterThatIsKilledAnywhereLeavesTheOldOrTheNewContent) {
+    const std::string path = home.path("file");
+    bool wasNewSeen = false;
+    const std::size_t calls = killAtEachSyscall(
+        [&] { ASSERT_TRUE(replaceWith(path, "old")); }, [&] { (void)replaceWith(path, "new"); },
+        [&] {
+            wasNewSeen = contentOf(path) == "new";
+            EXPECT_TRUE(wasNewSeen || contentOf(path) == "old") << contentOf(path);
+        });
+    EXPECT_GT(calls, 8U);
+    EXPECT_TRUE(wasNewSeen) << "the writer that was not killed did not write";
 }
 
 CHILD_BODY(replacesWithoutUmask) {
