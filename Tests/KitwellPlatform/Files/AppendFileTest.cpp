@@ -41,7 +41,7 @@ TEST_F(AppendFileTest, WhatIsWrittenOverStaysInItsPlaceAndWhatIsAppendedGoesToTh
 
 TEST_F(AppendFileTest, ACopyTakesTheFirstFreeNameOrLeavesNothing) {
     const std::string content(100000, 'x');
-    ASSERT_TRUE(AtomicFile::replace(home.path("source"), content));
+    ASSERT_TRUE(replaceFile(home.path("source"), std::as_bytes(std::span(content))));
     const std::vector<std::string> paths{home.path("data/a"), home.path("data/b"), home.path("data/c")};
     const auto copy = [&](const std::string& source) {
         const FileDescriptor file(::open(source.c_str(), O_RDONLY | O_CLOEXEC));
@@ -50,9 +50,9 @@ TEST_F(AppendFileTest, ACopyTakesTheFirstFreeNameOrLeavesNothing) {
     ASSERT_EQ(::symlink("nowhere", paths[0].c_str()), 0);
     EXPECT_FALSE(copy(home.path("data"))) << "a folder was copied";
     EXPECT_EQ(names(), std::vector<std::string>{"a"});
-    for (const std::string& path : {paths[1], paths[2]}) {
-        EXPECT_EQ(*copy(home.path("source")), path);
-        EXPECT_EQ(readFile(path, content.size())->text(), content);
+    for (const std::string& free : {paths[1], paths[2]}) {
+        EXPECT_EQ(*copy(home.path("source")), free);
+        EXPECT_EQ(readFile(free, content.size())->text(), content);
     }
     EXPECT_EQ(copy(home.path("source")).error().code, EEXIST);
     EXPECT_EQ(names(), (std::vector<std::string>{"a", "b", "c"}));
