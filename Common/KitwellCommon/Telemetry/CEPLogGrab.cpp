@@ -40,11 +40,14 @@ Taking takeSealedLog() {
     }
 }
 
-// Nothing when the log was sealed, or is not there.
+// Nothing when the log was sealed, or is not there. A log that was rotated since the look at the sealed name
+// is taken first, and never replaced: nobody rotates while this has the active log for itself.
 std::optional<std::int32_t> sealSource(const std::string& path) {
     auto file = AppendFile::open(path, AppendFile::Lock::Exclusive);
     if (!file)
         return platform::isNoSuchFile(file.error()) ? std::nullopt : std::optional(kCEPGrabNoLog);
+    if (platform::FileManager::fileExists(cepLogContext().sealedLogPath))
+        return std::nullopt;
     switch (sealLog(*file, path, cepLogContext().sealedLogPath)) {
     case Sealing::NoStatus:
         return kCEPGrabNoLogStatus;

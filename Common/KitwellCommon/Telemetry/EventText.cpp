@@ -205,7 +205,7 @@ void writeEvent(std::string& text, std::string_view action, const Value& attribu
             appendElement(text, "options", options, 1);
         if (!CEPLogIsEmpty(details))
             appendElement(text, "details", details, 1);
-        text += kEventEnd;
+        text += kEventEnd.substr(1); // the line before it has ended
     }
 }
 
