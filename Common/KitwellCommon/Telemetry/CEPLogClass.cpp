@@ -68,7 +68,7 @@ void CEPLogClass::log(std::string_view action, const platform::Value& prefs,
 
 std::string CEPLogClass::lockFile() {
     const auto folder = platform::SearchPaths::temporaryFolder();
-    return (folder ? *folder : "") + "/cvl.kitwell.ceplog.lock";
+    return folder ? *folder + "/cvl.kitwell.ceplog.lock" : "";
 }
 
 void CEPLogClass::initGrab() {

@@ -39,7 +39,8 @@ public:
     // thread.
     void log(std::string_view action, const platform::Value& prefs, const platform::Value& details) const;
 
-    // Held exclusively while a collection moves logs, so that one runs at a time.
+    // Held exclusively while a collection moves logs, so that one runs at a time. Empty when this user has no
+    // private temporary folder: collections go on without it then.
     static std::string lockFile();
 
     // ---- Collection and upload. All but sendCEP belong to the thread that calls initGrab.

@@ -194,7 +194,8 @@ void writeEvent(std::string& text, std::string_view action, const Value& attribu
     text.reserve(kUsualSize);
     appendStart(text, action);
     std::size_t nestedCount = 0;
-    CEPLogWriteItems(text, attributes, 1, &nestedCount);
+    if (attributes.asDictionary())
+        CEPLogWriteItems(text, attributes, 1, &nestedCount);
     if (nestedCount == 0 && CEPLogIsEmpty(options) && CEPLogIsEmpty(details)) {
         text += "/>\n";
     } else {

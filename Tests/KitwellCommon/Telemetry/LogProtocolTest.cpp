@@ -158,10 +158,7 @@ TEST_F(LogProtocol, AWriterKilledAnywhereLosesNothingThatWasAnswered) {
     }
 }
 
-// A log lives by its descriptor alone from when its name is removed until its report appears: what is lost
-// there is lost at a few calls in a row, and nowhere else.
-TEST_F(LogProtocol, ACollectorKilledAnywhereLosesAtMostTheLogInItsHand) {
-    std::map<std::string, std::string> losses; // of each log, call by call
+TEST_F(LogProtocol, ACollectorKilledAnywhereLosesNothing) {
     const auto prepare = [&] {
         clear();
         ASSERT_EQ(record("Sealed"), 0);
@@ -176,19 +173,10 @@ TEST_F(LogProtocol, ACollectorKilledAnywhereLosesAtMostTheLogInItsHand) {
         EXPECT_EQ(names(), std::vector<std::string>{"CorvalenKitwell"});
         EXPECT_EQ(FileManager::namesInFolder(folder + "/CorvalenKitwell").size(), reports.size());
         const std::string text = together(reports);
-        EXPECT_EQ(occurrences(text, "\"After\""), 1U);
-        for (const char* log : {"Sealed", "Active"}) {
-            const auto count = occurrences(text, '"' + std::string(log) + '"');
-            EXPECT_LE(count, 1U);
-            losses[log] += count == 1 ? '.' : 'x';
-        }
+        for (const char* action : {"\"Sealed\"", "\"Active\"", "\"After\""})
+            EXPECT_EQ(occurrences(text, action), 1U) << action;
     };
     EXPECT_GE(killAtEachSyscall(
                   prepare, [] { (void)CEPLogClass().logGrab(); }, check),
-              40U);
-    for (const auto& [log, calls] : losses) {
-        SCOPED_TRACE(log + " " + calls);
-        EXPECT_LE(calls.rfind('x') - calls.find('x'), 8U);
-        EXPECT_EQ(calls.back(), '.') << "lost although nobody was killed";
-    }
+              30U);
 }
