@@ -5,7 +5,7 @@
 #include "KitwellCommon/Telemetry/CEPLogContext.h"
 #include "KitwellCommon/Telemetry/CEPLogGrab.h"
 #include "KitwellPlatform/Files/AppendFile.h"
-#include "KitwellPlatform/Files/CopyFile.h"
+#include "KitwellPlatform/Files/CopyToFreePath.h"
 #include "KitwellPlatform/Files/FileDescriptor.h"
 #include "KitwellPlatform/Files/FileManager.h"
 #include "KitwellPlatform/Files/SearchPaths.h"

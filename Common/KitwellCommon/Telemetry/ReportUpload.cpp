@@ -1,5 +1,6 @@
 #include "KitwellCommon/Telemetry/ReportUpload.h"
 
+#include "KitwellCommon/Telemetry/ReportEndpointForTests.h"
 #include "KitwellPlatform/Applications/Task.h"
 #include "KitwellPlatform/Files/SearchPaths.h"
 

@@ -16,8 +16,4 @@ KITWELL_API std::string uploadResponsePath();
 // Where reports of this process go. Any thread.
 KITWELL_API const std::string& reportEndpoint();
 
-// For tests and demonstrations: reports of this process go to another address from now on. Nothing else moves
-// it, no environment variable and no preference. Before the first upload.
-KITWELL_API void setReportEndpoint(const std::string& url);
-
 } // namespace kitwell

@@ -1,7 +1,7 @@
 #include <cmath>
 #include <thread>
 
-#include "KitwellCommon/Telemetry/ReportUpload.h"
+#include "KitwellCommon/Telemetry/ReportEndpointForTests.h"
 #include "KitwellPlatform/Preferences/UserDefaults.h"
 #include "TelemetryLogs.h"
 

@@ -10,7 +10,7 @@
 
 #include "KitwellCommon/Telemetry/CEPLogClass.h"
 #include "KitwellCommon/Telemetry/CEPLogContext.h"
-#include "KitwellCommon/Telemetry/ReportUpload.h"
+#include "KitwellCommon/Telemetry/ReportEndpointForTests.h"
 #include "KitwellPlatform/Files/SearchPaths.h"
 #include "Support/ChildProcess.h"
 #include "Support/TestHome.h"

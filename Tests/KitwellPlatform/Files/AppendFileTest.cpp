@@ -5,7 +5,7 @@
 
 #include "KitwellPlatform/Files/AppendFile.h"
 #include "KitwellPlatform/Files/AtomicFile.h"
-#include "KitwellPlatform/Files/CopyFile.h"
+#include "KitwellPlatform/Files/CopyToFreePath.h"
 #include "KitwellPlatform/Files/FileManager.h"
 #include "Support/TestHome.h"
 

@@ -3,7 +3,7 @@
 #include <cstdio>
 
 #include "KitwellCommon/Telemetry/CEPLogClass.h"
-#include "KitwellCommon/Telemetry/ReportUpload.h"
+#include "KitwellCommon/Telemetry/ReportEndpointForTests.h"
 
 int main(int count, char** arguments) {
     kitwell::CEPLogClass* telemetry = kitwell::CEPLogClass::sharedInstance();
