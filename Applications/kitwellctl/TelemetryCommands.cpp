@@ -57,9 +57,11 @@ Answer noFolder() {
 }
 
 Answer switchOff(const Call& call) {
+    const bool wasOn = !CEPLogClass::isCEPDisabled(); // else who started since then records nothing
     if (!setDisabled(true))
         return Answer::failed("the preferences cannot be written");
-    Dictionary facts{{"recording", false}, {"stillRecordingUntilRestarted", runningProcesses()}};
+    Dictionary facts{{"recording", false},
+                     {"stillRecordingUntilRestarted", wasOn ? runningProcesses() : Array()}};
     if (call.has("purge")) {
         if (CEPLogInit() != 0)
             return noFolder();
@@ -108,13 +110,18 @@ Answer showEvents(const Call&) {
     if (CEPLogInit() != 0)
         return noFolder();
     Array rows;
+    bool areAllRead = true;
     for (const WaitingDocument& document : waitingDocuments()) {
         const auto whole = readWhole(document.path);
         const auto read = whole ? readEvents(whole->text, rows) : platform::Result<void>(whole.error());
-        if (!read && !platform::isNoSuchFile(read.error()))
-            return Answer::failed(document.path + ": " + read.error().description);
+        if (read || platform::isNoSuchFile(read.error()))
+            continue;
+        areAllRead = false;
+        KWLogVariadic("Not all events are shown: %@: %@", document.path, read.error().description);
     }
-    return Answer::list(std::move(rows));
+    Answer answer = Answer::list(std::move(rows));
+    answer.exitCode = areAllRead ? ExitCode::Done : ExitCode::Failed;
+    return answer;
 }
 
 Answer validate(const Call&) {

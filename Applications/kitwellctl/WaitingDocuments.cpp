@@ -1,6 +1,8 @@
 #include "WaitingDocuments.h"
 
 #include <algorithm>
+#include <optional>
+#include <utility>
 
 #include "KitwellCommon/Telemetry/CEPLogClass.h"
 #include "KitwellCommon/Telemetry/CEPLogContext.h"
@@ -27,9 +29,9 @@ Result<Data> contentsOf(const std::string& path) {
     return file->contents(kMaxReportSize);
 }
 
-std::size_t lineAt(std::string_view text, std::size_t position) {
-    return 1 + static_cast<std::size_t>(
-                   std::count(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(position), '\n'));
+std::size_t linesBetween(std::string_view text, std::size_t from, std::size_t to) {
+    const std::string_view part = text.substr(from, to - from);
+    return static_cast<std::size_t>(std::count(part.begin(), part.end(), '\n'));
 }
 
 // Line breaks stay, so that what follows keeps its line.
@@ -79,8 +81,11 @@ Result<WholeDocument> readWhole(const std::string& path) {
         return content.error();
     const DocumentState state = documentState(content->text());
     WholeDocument whole{std::string(content->text()), {}, state.missingClosing.empty()};
+    std::size_t line = 1;
+    std::size_t counted = 0;
     for (const DocumentPart& part : state.brokenParts) {
-        whole.brokenLines.push_back(lineAt(whole.text, part.start));
+        line += linesBetween(whole.text, std::exchange(counted, part.start), part.start);
+        whole.brokenLines.push_back(line);
         blank(whole.text, part);
     }
     whole.text += state.missingClosing;
@@ -91,14 +96,15 @@ Result<std::size_t> removeAllThatWaits() {
     // A collection under way would carry logs past.
     const auto lock = platform::LockedFile::lockFile(CEPLogClass::lockFile());
     std::size_t count = 0;
+    std::optional<platform::Error> failure;
     for (const std::string& path : filesToRemove()) {
         const auto removed = platform::FileManager::removeFile(path);
         if (removed)
             ++count;
-        else if (!platform::isNoSuchFile(removed.error()))
-            return removed.error();
+        else if (!platform::isNoSuchFile(removed.error()) && !failure)
+            failure = removed.error();
     }
-    return count;
+    return failure ? Result<std::size_t>(*std::move(failure)) : count;
 }
 
 } // namespace kitwell::applications

@@ -58,8 +58,10 @@ Outcome appendToLog(std::string_view text) {
     return status->size <= kCEPMaxLogSize ? append(*file, text) : rotate(*std::move(file));
 }
 
-Outcome createLog(std::string_view text) {
-    const std::string header = reportHeader();
+// The header is gathered once for an event, however often it is tried.
+Outcome createLog(std::string& header, std::string_view text) {
+    if (header.empty())
+        header = reportHeader();
     const std::array<std::string_view, 1> content{header};
     auto file = AppendFile::create(cepLogContext().activeLogPath, content);
     if (file)
@@ -68,10 +70,13 @@ Outcome createLog(std::string_view text) {
 }
 
 std::int32_t record(std::string_view text) {
+    if (cepLogContext().activeLogPath.empty())
+        return kCEPErrorNoLog;
+    std::string header;
     for (int round = 0; round < kMaxRounds; ++round) {
         Outcome outcome = appendToLog(text);
         if (outcome == Outcome::LogIsMissing)
-            outcome = createLog(text);
+            outcome = createLog(header, text);
         if (outcome == Outcome::Written)
             return 0;
         if (outcome == Outcome::NotWritten)

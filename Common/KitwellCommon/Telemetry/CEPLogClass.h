@@ -27,7 +27,7 @@ public:
     // boolean does not count. Any thread.
     static bool isCEPDisabled();
     // The process's collector; null when telemetry was off at the first call, for as long as the process
-    // lives. Any thread.
+    // lives. Any thread; the first call reads the environment.
     static CEPLogClass* sharedInstance();
 
     CEPLogClass();

@@ -54,6 +54,7 @@ void setIdentity(const platform::Bundle& bundle) {
 std::int32_t CEPLogInit() {
     context() = {};
     context().hardwareUUID = platform::Machine::platformUUID().substr(0, kMaxIdentifierSize);
+    context().locale = platform::Machine::localeIdentifier();
     const std::string folder = logFolder();
     if (folder.size() + kLongestName.size() > kMaxPathSize || !platform::FileManager::createFolder(folder))
         return kCEPErrorNoLogFolder;

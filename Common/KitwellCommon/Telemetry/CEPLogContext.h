@@ -11,6 +11,7 @@ namespace kitwell {
 // What every event of this process says of it, and where events go.
 struct CEPLogContext {
     std::string hardwareUUID;                  // of this machine for this suite; empty when it has none
+    std::string locale;                        // such as "de_DE"
     std::string activeLogPath;                 // events are appended here
     std::string legacyLogPath;                 // collected in place of the active log while it exists
     std::string sealedLogPath;                 // closed, waiting to be collected

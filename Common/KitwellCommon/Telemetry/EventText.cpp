@@ -36,6 +36,13 @@ std::string printedShort(double number) {
     return printed(number, std::chars_format::general, kDigits);
 }
 
+// Zero or infinite where a double cannot hold it.
+double numberFrom(const std::string& text) {
+    double number = 0;
+    std::from_chars(text.data(), text.data() + text.size(), number);
+    return number;
+}
+
 void appendDigits(std::string& text, int number, int count) {
     std::array<char, 10> digits;
     for (int place = count - 1; place >= 0; --place, number /= 10)
@@ -110,6 +117,8 @@ void appendScalar(std::string& text, std::string_view name, const Value& value) 
         append(printed(static_cast<std::int64_t>(*large)));
     else if (const double* real = value.asDouble())
         append(printedShort(*real));
+    else if (const platform::NumberText* digits = value.asNumberText())
+        append(printedShort(numberFrom(digits->text)));
     else if (const platform::Date* date = value.asDate()) {
         if (const auto shown = date->localText())
             append(*shown);

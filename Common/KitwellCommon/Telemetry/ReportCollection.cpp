@@ -4,6 +4,7 @@
 
 #include "KitwellCommon/Telemetry/CEPLogContext.h"
 #include "KitwellCommon/Telemetry/CEPLogGrab.h"
+#include "KitwellCommon/Telemetry/LogSealing.h"
 #include "KitwellPlatform/Files/AppendFile.h"
 #include "KitwellPlatform/Files/CopyToFreePath.h"
 #include "KitwellPlatform/Files/FileDescriptor.h"
@@ -29,16 +30,27 @@ std::vector<std::string> reportPaths(const std::string& folder) {
     return paths;
 }
 
+// A symlink that somebody put in the log's place is not the log.
+bool isMovable(const std::string& path) {
+    const auto attributes = FileManager::attributes(path);
+    return attributes && attributes->kind == FileManager::Kind::File;
+}
+
 // Moves the log to the first of the paths that is free, so that a kill at any moment leaves it at the one
 // place or at the other; only to another volume it has to be copied.
 Result<std::string> moveToFirstFreePath(const AppendFile& log, const std::string& path,
                                         const std::vector<std::string>& reports) {
-    for (const std::string& report : reports) {
-        const auto moved = FileManager::moveFile(path, report);
-        if (moved)
-            return report;
-        if (!platform::isFileExists(moved.error()))
-            break;
+    if (isMovable(path)) {
+        platform::Result<void> moved;
+        for (const std::string& report : reports) {
+            moved = FileManager::moveFile(path, report);
+            if (moved)
+                return report;
+            if (!platform::isFileExists(moved.error()))
+                break;
+        }
+        if (platform::isFileExists(moved.error()))
+            return moved.error();
     }
     auto copied = platform::copyToFirstFreePath(log.descriptor(), reports, kCopyPieceSize);
     const auto removed = copied ? FileManager::removeFile(path) : platform::Result<void>();
@@ -55,8 +67,8 @@ bool becomeReport(const AppendFile& log, const std::string& path, const std::vec
     const auto status = moved ? moved->status() : Result<platform::FileStatus>(moved.error());
     const auto own = log.status();
     // Another sealed log may have taken the place of this one just before the move: its sealer is waited for.
-    if (status && own && !status->isSameFile(*own))
-        (void)moved->lockExclusively();
+    if (status && own && !status->isSameFile(*own) && moved->lockExclusively())
+        (void)completeSealedLog(*moved, *report);
     return true;
 }
 

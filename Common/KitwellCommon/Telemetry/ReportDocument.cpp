@@ -84,21 +84,32 @@ private:
     NextPlace ends_;
 };
 
-// Whether what looks like the next event is a container of that name within this one. Behind a tab it may be
-// either.
-bool isWithin(std::string_view events, std::size_t next, std::size_t start, std::size_t end) {
-    return events[next - 1] == '\t' && platform::readXml(events.substr(start, end - start), {});
-}
+// Tells whether what looks like the next event is a container of that name within this one. Behind a tab it
+// may be either. Asked too often, as by a file that nobody here wrote, it looks no more.
+class ContainerCheck {
+public:
+    bool isWithin(std::string_view events, std::size_t next, std::size_t start, std::size_t end) {
+        const std::size_t size = end - start;
+        if (events[next - 1] != '\t' || size > bytesLeft_)
+            return false;
+        bytesLeft_ -= size;
+        return static_cast<bool>(platform::readXml(events.substr(start, size), {}));
+    }
+
+private:
+    std::size_t bytesLeft_ = std::size_t{32} << 20U;
+};
 
 std::vector<DocumentPart> brokenPartsOf(std::string_view events) {
     std::vector<DocumentPart> parts;
     EventEnds ends(events);
+    ContainerCheck check;
     std::size_t at = 0;
     while ((at = events.find_first_not_of(' ', at)) != kNone) {
         const bool isStart = events.substr(at).starts_with(kEventStart);
         const std::size_t end = isStart ? ends.after(at) : kNone;
         const std::size_t next = nextEventStart(events, at + 1);
-        if (end != kNone && (end <= next || isWithin(events, next, at, end))) {
+        if (end != kNone && (end <= next || check.isWithin(events, next, at, end))) {
             at = end;
         } else {
             parts.push_back({at, next - at});

@@ -126,13 +126,12 @@ std::string reportHeader() {
         "<ProductName>Corvalen Kitwell</ProductName>\n" +
         line("HardwareUUID", cepLogContext().hardwareUUID) + line("OSVersion", osVersion()) +
         line("ComputerModel", platform::Machine::model().substr(0, kMaxModelSize)) +
-        line("Locale", platform::Machine::localeIdentifier()) +
-        line("ClientVersion", cepLogContext().toolVersion) + line("SafariVersion", browserVersion()) +
-        "<MoreHostInfo>\n" + line("SystemDoNotDisturb", doNotDisturb()) + "<Notifications>\n" +
-        notificationLines() + "</Notifications>\n" +
-        line("HasBattery", platform::Machine::hasInternalBattery() ? "yes" : "no") + "</MoreHostInfo>\n" +
-        "<KitwellInfo>\n" + shortcutsLine() + startupLine() + updatesLine() + "</KitwellInfo>\n" +
-        kEventsStart;
+        line("Locale", cepLogContext().locale) + line("ClientVersion", cepLogContext().toolVersion) +
+        line("SafariVersion", browserVersion()) + "<MoreHostInfo>\n" +
+        line("SystemDoNotDisturb", doNotDisturb()) + "<Notifications>\n" + notificationLines() +
+        "</Notifications>\n" + line("HasBattery", platform::Machine::hasInternalBattery() ? "yes" : "no") +
+        "</MoreHostInfo>\n" + "<KitwellInfo>\n" + shortcutsLine() + startupLine() + updatesLine() +
+        "</KitwellInfo>\n" + kEventsStart;
     return platform::withXmlCharactersOnly(header);
 }
 

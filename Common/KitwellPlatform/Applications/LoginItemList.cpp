@@ -26,7 +26,7 @@ constexpr char kPositionKey[] = "X-LoginItem-Position";
 
 struct Entry {
     LoginItem item;
-    std::uint32_t position = 0;
+    std::uint64_t position = 0;
     bool isSwitchedOff = false;
 };
 
@@ -35,11 +35,11 @@ bool isSwitchedOff(const DesktopEntry& entry) {
     return entry.holds("Hidden", "true") || entry.holds("X-GNOME-Autostart-enabled", "false");
 }
 
-// 0 for what is no position.
-std::uint32_t readPosition(const std::string& text) {
-    std::uint32_t position = 0;
+// 0 for what is no position that others can follow.
+std::uint64_t readPosition(const std::string& text) {
+    std::uint64_t position = 0;
     std::from_chars(text.data(), text.data() + text.size(), position);
-    return position;
+    return position < UINT32_MAX ? position : 0;
 }
 
 std::optional<Entry> readEntry(const std::string& path) {
@@ -157,7 +157,7 @@ Result<void> LoginItemList::append(const FileUrl& url) {
     if (auto created = createAtEnd(url, *executable, last + 1); !created)
         return created;
     for (const Entry& entry : *entries) {
-        if (entry.isSwitchedOff && entry.item.url.text() == url.text())
+        if (entry.isSwitchedOff && entry.item.url.lastPathComponent() == url.lastPathComponent())
             static_cast<void>(FileManager::removeFile(entry.item.entry));
     }
     return {};

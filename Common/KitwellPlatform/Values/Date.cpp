@@ -100,14 +100,14 @@ std::optional<std::string> Date::localText() const {
     std::tm zone{};
     if (!calendar() || !::localtime_r(&wholeSeconds, &zone))
         return std::nullopt;
-    const auto time = adding(static_cast<double>(zone.tm_gmtoff)).calendar();
-    if (!time)
-        return std::nullopt;
-    const long minutes = std::labs(zone.tm_gmtoff) / 60;
+    const auto shifted = adding(static_cast<double>(zone.tm_gmtoff)).calendar();
+    const auto time = shifted ? shifted : calendar(); // in UTC where the zone leads out of these years
+    const long offset = shifted ? zone.tm_gmtoff : 0;
+    const long minutes = std::labs(offset) / 60;
     char text[64];
     std::snprintf(text, sizeof text, "%04d-%02d-%02d %02d:%02d:%06.3f %c%02ld%02ld", time->year, time->month,
                   time->day, time->hour, time->minute, std::floor(time->second * 1000) / 1000,
-                  zone.tm_gmtoff < 0 ? '-' : '+', minutes / 60, minutes % 60);
+                  offset < 0 ? '-' : '+', minutes / 60, minutes % 60);
     return text;
 }
 
