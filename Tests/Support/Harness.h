@@ -4,16 +4,22 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cmath>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <functional>
 #include <gtest/gtest.h>
+#include <limits>
 #include <optional>
 #include <string>
+#include <sys/stat.h>
 #include <unistd.h>
 #include <vector>
 
+#include "KitwellPlatform/Files/AtomicFile.h"
+#include "KitwellPlatform/Files/FileManager.h"
+#include "KitwellPlatform/Files/SearchPaths.h"
 #include "Support/ChildProcess.h"
 #include "Support/LogLines.h"
 #include "Support/ScriptedDialogs.h"

@@ -1,12 +1,10 @@
 #pragma once
 
-#include <algorithm>
-#include <cmath>
-#include <limits>
-#include <string>
+#include <sys/resource.h>
 
 #include "KitwellPlatform/Images/BitmapFile.h"
 #include "KitwellPlatform/Images/Image.h"
+#include "Support/Harness.h"
 
 namespace kitwell::platform::test {
 
@@ -30,15 +28,15 @@ inline constexpr BitmapFileType kAllTypes[] = {BitmapFileType::TIFF, BitmapFileT
                                                BitmapFileType::GIF,  BitmapFileType::JPEG,
                                                BitmapFileType::PNG,  BitmapFileType::JPEG2000};
 
-// A soft slope of colours, neither black nor white; the alpha grows with the column, so that about half of
-// the pixels are more than half opaque.
+// A soft slope of colours, neither black nor white; the alpha grows with the column, from nothing: about half
+// of the pixels are more than half opaque.
 inline ImageRepresentation slope(std::uint32_t width, std::uint32_t height, bool isGrey, bool isOpaque) {
     std::vector<std::byte> pixels;
     for (std::uint32_t y = 0; y < height; ++y)
         for (std::uint32_t x = 0; x < width; ++x) {
             const unsigned right = 200 * x / width + 20, down = 200 * (height - 1 - y) / height + 30;
             const unsigned colour[] = {right, isGrey ? right : down, isGrey ? right : (right + down) / 2,
-                                       isOpaque ? 255 : 255 * (x + 1) / width};
+                                       isOpaque ? 255 : 255 * x / width};
             for (const unsigned part : colour)
                 pixels.push_back(static_cast<std::byte>(part));
         }
@@ -53,6 +51,20 @@ inline double decibels(const ImageRepresentation& one, const ImageRepresentation
             std::to_integer<int>(one.pixels.data()[i]) - std::to_integer<int>(other.pixels.data()[i]), 2);
     const bool isOneSize = one.width == other.width && one.height == other.height;
     return isOneSize ? 10 * std::log10(255.0 * 255 * static_cast<double>(one.pixels.size()) / error) : -1;
+}
+
+// The number, counted from 1, of the first of the files that becomes an image, or 0, in an address space that
+// is too small for what the files claim to be.
+inline int numberOfReadable(const std::vector<std::string>& files) {
+    rlim_t pages = 0; // a sanitizer's shadow fills most of the address space before the test begins
+    std::ifstream("/proc/self/statm") >> pages;
+    const rlim_t bytes = pages * 4096 + (192UL << 20);
+    const rlimit limit{bytes, bytes};
+    if (::setrlimit(RLIMIT_AS, &limit) != 0)
+        return 255;
+    const auto found = std::ranges::find_if(
+        files, [](const std::string& file) { return Image::fromData(Data(file)).has_value(); });
+    return found == files.end() ? 0 : static_cast<int>(found - files.begin()) + 1;
 }
 
 inline constexpr double kExactly = std::numeric_limits<double>::infinity();

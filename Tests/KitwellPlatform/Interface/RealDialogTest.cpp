@@ -1,7 +1,3 @@
-#include <iterator>
-
-#include "KitwellPlatform/Files/FileManager.h"
-#include "KitwellPlatform/Files/SearchPaths.h"
 #include "KitwellPlatform/Interface/Alert.h"
 #include "KitwellPlatform/Interface/OpenPanel.h"
 #include "Support/Harness.h"
@@ -116,11 +112,9 @@ TEST_F(RealDialog, EachIsAnsweredByTheKeyboard) {
         const char *body, *title;
         std::vector<std::string> keys;
         std::string answer;
-    } rows[] = {{"alert", "for <b>Notes</b> to", {"Return"}, "1000"},
-                {"alert", "for <b>Notes</b> to", {"Tab", "Return"}, "1001"},
+    } rows[] = {{"alert", "for <b>Notes</b> to", {"Tab", "Return"}, "1001"},
                 {"alert", "for <b>Notes</b> to", {"Escape"}, "0"},
                 {"panel", "Allow", {"Down", "Return"}, home_.path("Desktop/Open")},
-                {"panel", "Allow", {"Return"}, home_.path("Desktop")},
                 {"panel", "Allow", {"Down", "alt+Down", "Return"}, home_.path("Desktop/Open")},
                 {"panel", "Allow", {"alt+Up", "Return"}, home_.path()},
                 {"panel", "Allow", {"Escape"}, "cancelled"}};

@@ -1,15 +1,10 @@
 #include "KitwellPlatform/Ports/PortTestSupport.h"
 
 #include <cstring>
-#include <filesystem>
 #include <sys/socket.h>
 #include <sys/un.h>
 
 namespace kitwell::platform::test {
-
-Date soon(double seconds) {
-    return Date::now().adding(seconds);
-}
 
 std::string socketPath(const TestHome& home, const std::string& name) {
     return home.path("run/kitwell/ports/") + name + ".port";
@@ -23,10 +18,6 @@ FileDescriptor rawConnection(const std::string& path) {
     if (::connect(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
         return {};
     return socket;
-}
-
-std::size_t openDescriptors() {
-    return static_cast<std::size_t>(std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {}));
 }
 
 } // namespace kitwell::platform::test

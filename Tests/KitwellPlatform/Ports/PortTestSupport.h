@@ -1,6 +1,5 @@
 #pragma once
 
-#include "KitwellPlatform/Files/FileDescriptor.h"
 #include "KitwellPlatform/Ports/PortNameServer.h"
 #include "Support/Harness.h"
 
@@ -12,13 +11,14 @@ inline PortNameServer& names() {
     return PortNameServer::systemDefault();
 }
 
-Date soon(double seconds = 20);
+inline Date soon(double seconds = 20) {
+    return Date::now().adding(seconds);
+}
 inline PortMessage message(std::uint32_t msgid, std::vector<Data> components = {}) {
     return {msgid, std::move(components)};
 }
 std::string socketPath(const TestHome& home, const std::string& name);
 // A connection to a listening socket that knows nothing of ports; empty when refused.
 FileDescriptor rawConnection(const std::string& path);
-std::size_t openDescriptors();
 
 } // namespace kitwell::platform::test

@@ -1,9 +1,7 @@
-#include <gtest/gtest.h>
-
-#include <cmath>
 #include <sys/timex.h>
 
 #include "KitwellPlatform/RunLoop/DateTimer.h"
+#include "Support/Harness.h"
 
 using namespace kitwell::platform;
 using namespace std::chrono_literals;

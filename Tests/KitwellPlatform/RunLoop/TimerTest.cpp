@@ -1,7 +1,4 @@
-#include <gtest/gtest.h>
-#include <vector>
-
-#include "KitwellPlatform/RunLoop/RunLoop.h"
+#include "Support/Harness.h"
 
 namespace kitwell::platform {
 

