@@ -13,18 +13,13 @@ bool isContainerLocked() {
     return !platform::LockedFile::lockFolder(*container, platform::LockedFile::Wait::Never);
 }
 
-std::int64_t counterUnder(platform::UserDefaults& preferences, const std::string& key) {
-    const auto held = preferences.objectForKey(key);
-    return held && held->asSigned() ? *held->asSigned() : 0;
-}
-
 } // namespace
 
 CHILD_BODY(incrementShared) {
     for (int round = 0; round < 250; ++round) {
         accessAppGroupPlist([&](platform::UserDefaults& preferences) {
-            preferences.setObjectForKey(counterUnder(preferences, "Shared") + 1, "Shared");
-            preferences.setObjectForKey(counterUnder(preferences, arguments[0]) + 1, arguments[0]);
+            const auto held = preferences.objectForKey("Shared");
+            preferences.setObjectForKey(held ? *held->asSigned() + 1 : 1, "Shared");
             preferences.synchronize();
         });
     }
@@ -41,16 +36,14 @@ CHILD_BODY(holdTheLock) {
 
 class AppGroup : public InTestHome {};
 
-TEST_F(AppGroup, NoChangeIsLostBetweenProcessesOnTheSameKeyAndOnKeysOfTheirOwn) {
+TEST_F(AppGroup, NoChangeIsLostBetweenProcessesOnTheSameKey) {
     std::vector<ChildProcess> children;
-    for (const char* key : {"A", "B", "C", "D"})
-        children.push_back(ChildProcess::body("incrementShared", {key}));
+    for (int child = 0; child < 4; ++child)
+        children.push_back(ChildProcess::body("incrementShared"));
     for (ChildProcess& child : children)
         ASSERT_EQ(child.wait(), 0);
     accessAppGroupPlist([](platform::UserDefaults& preferences) {
-        EXPECT_EQ(counterUnder(preferences, "Shared"), 1000);
-        for (const char* key : {"A", "B", "C", "D"})
-            EXPECT_EQ(counterUnder(preferences, key), 250) << key;
+        EXPECT_EQ(preferences.objectForKey("Shared"), platform::Value(1000));
     });
 }
 
@@ -67,14 +60,10 @@ TEST_F(AppGroup, TheLockIsHeldDuringTheCallbackOnlyAndEndsWithTheProcess) {
 }
 
 TEST_F(AppGroup, TheCallbackStillRunsWhereThereCanBeNoContainer) {
-    std::filesystem::remove_all(home.path("data"));
-    ASSERT_TRUE(std::filesystem::create_directories(home.path("elsewhere")));
+    std::filesystem::remove(home.path("data"));
     std::filesystem::create_symlink("/dev/null", home.path("data")); // a path below it can never be made
     bool ran = false;
-    accessAppGroupPlist([&](platform::UserDefaults& preferences) {
-        ran = true;
-        EXPECT_FALSE(preferences.objectForKey("Scheduler"));
-    });
+    accessAppGroupPlist([&](platform::UserDefaults&) { ran = true; });
     EXPECT_TRUE(ran);
 }
 

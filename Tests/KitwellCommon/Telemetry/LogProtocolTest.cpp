@@ -1,5 +1,4 @@
 #include <map>
-#include <unistd.h>
 
 #include "KitwellCommon/Telemetry/CEPLogGrab.h"
 #include "KitwellPlatform/Files/LockedFile.h"
@@ -8,9 +7,6 @@
 
 using namespace kitwell;
 using namespace kitwell::test;
-using platform::FileManager;
-
-namespace fs = std::filesystem;
 
 namespace {
 
@@ -36,7 +32,6 @@ protected:
         ASSERT_EQ(record(action), 0);
         ASSERT_LT(sizeOf(active), size);
         std::ofstream(active, std::ios::app) << std::string(size - sizeOf(active), ' ');
-        ASSERT_EQ(sizeOf(active), size);
     }
 };
 
@@ -55,16 +50,15 @@ CHILD_BODY(writesEvents) {
     return 0;
 }
 
-// Collects when a sealed log waits, each time into a folder of its own; the eager one also collects an active
-// log of some size, so that it seals under the writers' hands.
+// Collects when a sealed log waits, each time into a folder of its own, and every other time an active log of
+// some size, so that it seals under the writers' hands.
 CHILD_BODY(collectsUntilTold) {
     if (CEPLogInit() != 0)
         return 1;
-    const std::size_t eagerFrom = arguments[1] == "eager" ? kLimit / 2 : kLimit * 2;
     for (int round = 0; !isThere(arguments[0] + "-end"); ++round) {
         const auto isDue = [&] {
             return isThere(cepLogContext().sealedLogPath) || isThere(arguments[0] + "-end") ||
-                   (round % 2 == 0 && sizeOf(cepLogContext().activeLogPath) > eagerFrom);
+                   (round % 2 == 0 && sizeOf(cepLogContext().activeLogPath) > kLimit / 2);
         };
         if (!waitUntil(isDue))
             return 2;
@@ -81,7 +75,7 @@ TEST_F(LogProtocol, EveryEventOfManyWritersIsInExactlyOneReport) {
     const std::string reports = home.path("reports");
     std::vector<ChildProcess> collectors;
     std::vector<ChildProcess> writers;
-    for (const char* kind : {"patient", "eager"})
+    for (const char* kind : {"a", "b"})
         collectors.push_back(ChildProcess::body("collectsUntilTold", {reports, kind}));
     for (int writer = 0; writer < 8; ++writer)
         writers.push_back(ChildProcess::body("writesEvents", {std::to_string(writer)}));
@@ -97,7 +91,7 @@ TEST_F(LogProtocol, EveryEventOfManyWritersIsInExactlyOneReport) {
             paths.push_back(entry.path());
     }
     EXPECT_GE(paths.size(), 6U) << "too few rotations to tell anything";
-    EXPECT_TRUE(areWellFormed(paths));
+    expectCollected(paths, {});
     std::map<std::string, int> counts;
     const std::string text = together(paths);
     constexpr std::string_view kBefore = "<options id=\"";
@@ -106,7 +100,6 @@ TEST_F(LogProtocol, EveryEventOfManyWritersIsInExactlyOneReport) {
     EXPECT_EQ(counts.size(), 40000U);
     for (const auto& [id, count] : counts)
         ASSERT_EQ(count, 1) << id;
-    EXPECT_EQ(names(), std::vector<std::string>{"CorvalenKitwell"});
 }
 
 TEST_F(LogProtocol, ALogIsSealedBeyondItsLimitInThePlaceOfOneThatWaits) {
@@ -119,12 +112,7 @@ TEST_F(LogProtocol, ALogIsSealedBeyondItsLimitInThePlaceOfOneThatWaits) {
     EXPECT_EQ(fs::status(active).permissions(), static_cast<fs::perms>(0644));
     makeLog("Sealed", kLimit + 1);
     EXPECT_EQ(record("Active"), 0);
-    const auto reports = collect();
-    EXPECT_EQ(reports.size(), 2U);
-    EXPECT_TRUE(areWellFormed(reports));
-    for (const auto& [action, count] :
-         {std::pair{"\"Replaced\"", 0U}, {"\"Sealed\"", 1U}, {"\"Active\"", 1U}})
-        EXPECT_EQ(occurrences(together(reports), action), count) << action;
+    expectCollected(collect(), {{"Replaced", 0}, {"Sealed", 1}, {"Active", 1}});
 }
 
 TEST_F(LogProtocol, AWriterKilledAnywhereLosesNothingThatWasAnswered) {
@@ -144,15 +132,10 @@ TEST_F(LogProtocol, AWriterKilledAnywhereLosesNothingThatWasAnswered) {
         };
         const auto check = [&, size = sizeBefore] {
             EXPECT_EQ(record("After"), 0);
-            std::vector<std::string> reports = collect();
-            EXPECT_EQ(reports, collect()) << "one collection did not take all";
-            EXPECT_TRUE(areWellFormed(reports));
-            EXPECT_EQ(names(), std::vector<std::string>{"CorvalenKitwell"});
-            const std::string text = together(reports);
-            EXPECT_EQ(occurrences(text, "\"Before\""), size > 0 ? 1U : 0U);
-            EXPECT_EQ(occurrences(text, "\"After\""), 1U);
-            EXPECT_LE(occurrences(text, "\"Killed\""), 1U);
-            EXPECT_GE(occurrences(text, "\"Killed\""), isThere(answered) ? 1U : 0U);
+            const std::vector<std::string> reports = collect();
+            expectCollected(reports, {{"Before", size > 0 ? 1 : 0}, {"After", 1}});
+            EXPECT_LE(occurrences(reports, "\"Killed\""), 1U);
+            EXPECT_GE(occurrences(reports, "\"Killed\""), isThere(answered) ? 1U : 0U);
         };
         EXPECT_GE(killAtEachSyscall(prepare, work, check), leastCalls);
     }
@@ -169,12 +152,8 @@ TEST_F(LogProtocol, ACollectorKilledAnywhereLosesNothing) {
         EXPECT_EQ(record("After"), 0);
         (void)collect();
         const auto reports = collect();
-        EXPECT_TRUE(areWellFormed(reports));
-        EXPECT_EQ(names(), std::vector<std::string>{"CorvalenKitwell"});
-        EXPECT_EQ(FileManager::namesInFolder(folder + "/CorvalenKitwell").size(), reports.size());
-        const std::string text = together(reports);
-        for (const char* action : {"\"Sealed\"", "\"Active\"", "\"After\""})
-            EXPECT_EQ(occurrences(text, action), 1U) << action;
+        expectCollected(reports, {{"Sealed", 1}, {"Active", 1}, {"After", 1}});
+        EXPECT_EQ(platform::FileManager::namesInFolder(folder + "/CorvalenKitwell").size(), reports.size());
     };
     EXPECT_GE(killAtEachSyscall(
                   prepare, [] { (void)CEPLogClass().logGrab(); }, check),

@@ -28,7 +28,7 @@ protected:
     std::vector<std::string> events() {
         std::vector<std::string> all;
         const auto add = [&](const platform::Value& attributes, const platform::Value& options) {
-            std::filesystem::remove(active);
+            fs::remove(active);
             EXPECT_EQ(CEPLogEvent("A\xC3\xA9", attributes, options, {}), 0);
             const std::string document = contentOf(active);
             const auto start = document.find("<event ");
@@ -50,15 +50,12 @@ TEST_F(ReportDocument, OfWhatIsCutAtAnyByteNothingStaysAndWholeEventsDo) {
     EXPECT_EQ(mended(within), within + kClosing) << "a whole event stands within another";
     const std::string whole = header + all[0] + all[1] + all[2] + all[3];
     ASSERT_EQ(mended(whole), whole + kClosing);
-    std::vector<std::string> paths;
     const auto check = [&](const std::string& half, const std::string& after, const std::string& kept) {
         const std::string document = mended(whole + half + after);
         ASSERT_EQ(document.substr(0, whole.size()), whole);
         const std::string rest = document.substr(whole.size());
         ASSERT_EQ(rest.substr(std::min(rest.find_first_not_of(' '), rest.size())), kept + kClosing)
             << half << "|" << after;
-        paths.push_back(home.path(std::to_string(paths.size())));
-        writeFile(paths.back(), document);
     };
     for (const std::string& cut : {all[0], all[1], all[2], all[3], kClosing}) {
         for (std::size_t length = 1; length < cut.size(); ++length) {
@@ -73,5 +70,4 @@ TEST_F(ReportDocument, OfWhatIsCutAtAnyByteNothingStaysAndWholeEventsDo) {
         }
     }
     check(kClosing.substr(0, 20), "", "");
-    EXPECT_TRUE(areWellFormed(paths));
 }

@@ -1,11 +1,5 @@
 #pragma once
 
-#include <filesystem>
-#include <fstream>
-#include <gtest/gtest.h>
-#include <string>
-#include <vector>
-
 #include "KitwellCommon/Telemetry/CEPLog.h"
 #include "KitwellCommon/Telemetry/CEPLogClass.h"
 #include "KitwellCommon/Telemetry/CEPLogContext.h"
@@ -13,10 +7,11 @@
 #include "KitwellPlatform/Files/AtomicFile.h"
 #include "KitwellPlatform/Files/FileManager.h"
 #include "KitwellPlatform/Files/SearchPaths.h"
-#include "Support/ChildProcess.h"
-#include "Support/TestHome.h"
+#include "Support/Harness.h"
 
 namespace kitwell::test {
+
+namespace fs = std::filesystem;
 
 inline std::string contentOf(const std::string& path) {
     const auto content = platform::readFile(path, std::size_t{1} << 28U);
@@ -31,13 +26,6 @@ inline void writeFile(const std::string& path, const std::string& content) {
 inline bool areWellFormed(std::vector<std::string> paths) {
     paths.insert(paths.begin(), {"--noout", "--huge", "--nonet"});
     return ChildProcess::program("/usr/bin/xmllint", paths).wait() == 0;
-}
-
-inline std::size_t occurrences(const std::string& text, const std::string& wanted) {
-    std::size_t count = 0;
-    for (std::size_t at = 0; (at = text.find(wanted, at)) != std::string::npos; at += wanted.size())
-        ++count;
-    return count;
 }
 
 inline std::int32_t record(const std::string& action, const std::string& filling = "") {
@@ -61,6 +49,14 @@ inline std::string together(const std::vector<std::string>& paths) {
     return text;
 }
 
+inline std::size_t occurrences(const std::vector<std::string>& paths, const std::string& wanted) {
+    const std::string text = together(paths);
+    std::size_t count = 0;
+    for (std::size_t at = 0; (at = text.find(wanted, at)) != std::string::npos; at += wanted.size())
+        ++count;
+    return count;
+}
+
 class TelemetryLogs : public InTestHome {
 protected:
     TelemetryLogs() { EXPECT_EQ(CEPLogInit(), 0); }
@@ -71,10 +67,17 @@ protected:
     const std::string legacy = folder + "/ceplog.xml";
 
     void clear() const {
-        std::filesystem::remove_all(folder);
-        std::filesystem::create_directory(folder);
+        fs::remove_all(folder);
+        fs::create_directory(folder);
     }
-    std::vector<std::string> names() const { return platform::FileManager::namesInFolder(folder); }
+    // The reports are documents that hold each action this often, and no log is left beside them.
+    void expectCollected(const std::vector<std::string>& reports,
+                         const std::vector<std::pair<std::string, std::size_t>>& actions) const {
+        EXPECT_TRUE(areWellFormed(reports));
+        for (const auto& [action, count] : actions)
+            EXPECT_EQ(occurrences(reports, "action=\"" + action + "\""), count) << action;
+        EXPECT_EQ(platform::FileManager::namesInFolder(folder), std::vector<std::string>{"CorvalenKitwell"});
+    }
 };
 
 } // namespace kitwell::test

