@@ -88,7 +88,7 @@ Result<void> replaceFile(const std::string& path, std::span<const std::byte> con
         removeAbandonedFiles(folder->get());
     auto file = NewFile::inFolder(".", 0600, folder->get());
     if (!file)
-        return file.error();
+        return systemError("create a file in " + folderOf(*target), static_cast<int>(file.error().code));
     if (auto done = takeOverRights(*file, folder->get(), name, *target, rules.newMode); !done)
         return done;
     if (auto done = writeAll(file->descriptor(), content, *target); !done)

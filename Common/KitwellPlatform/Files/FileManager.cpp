@@ -55,7 +55,7 @@ Result<void> makeFolderWith(const std::string& path, const FileManager::Attribut
         return systemError("create the folder " + path, EEXIST);
     const std::string temporary = temporaryPathIn(folderOf(path));
     if (auto made = makeFolder(temporary); !made)
-        return made;
+        return systemError("create the folder " + path, static_cast<int>(made.error().code));
     auto done = giveAttributes(temporary, attributes);
     if (done)
         done = FileManager::moveFile(temporary, path);
