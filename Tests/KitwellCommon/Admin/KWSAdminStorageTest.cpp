@@ -233,22 +233,26 @@ TEST_F(AdminStorage, ASaverThatIsKilledAnywhereLeavesTheFileWholeAndItsRights) {
                                     std::filesystem::perms::others_read);
                   }),
               30U);
-    ASSERT_TRUE(openOrMake());
     const auto save = [](const std::string& value) {
         const auto store = openOrMake();
         store->setValueForKey(platform::Value(value), "key");
         EXPECT_EQ(store->saveToDisk(), 0);
     };
+    const auto saveAnew = [&] {
+        removeAll(); // or each file that was left would be one more to look at
+        save("old");
+    };
     std::string last;
-    EXPECT_GT(killAtEachSyscall([&] { save("old"); }, [&] { save("new"); },
-                                [&] {
-                                    std::int64_t errorCode = 0;
-                                    const auto store = KWSAdminStorage::create(1, errorCode);
-                                    ASSERT_TRUE(store) << errorCode << ": " << settings();
-                                    last = *store->valueForKey("key")->asText();
-                                    EXPECT_TRUE(last == "old" || last == "new");
-                                    expectAdministrators(KWSPathHelper::filePath(), 0664);
-                                }),
+    EXPECT_GT(killAtEachSyscall(
+                  saveAnew, [&] { save("new"); },
+                  [&] {
+                      std::int64_t errorCode = 0;
+                      const auto store = KWSAdminStorage::create(1, errorCode);
+                      ASSERT_TRUE(store) << errorCode << ": " << settings();
+                      last = *store->valueForKey("key")->asText();
+                      EXPECT_TRUE(last == "old" || last == "new");
+                      expectAdministrators(KWSPathHelper::filePath(), 0664);
+                  }),
               15U);
     EXPECT_EQ(last, "new");
 }
