@@ -1,8 +1,5 @@
 #include "KitwellCommon/Resources/ResourceManager.h"
 
-#include <algorithm>
-#include <filesystem>
-
 #include "KitwellCommon/Logging/KWLog.h"
 #include "KitwellCommon/Resources/SharedResource.h"
 #include "KitwellCommon/Resources/VersionManager.h"
@@ -54,8 +51,7 @@ bool isRefused(std::string_view name, std::string_view bundleId) {
 
 // A built-in copy may lie in a folder of its own, but not outside the bundle's resources.
 std::string builtInPath(const Bundle* bundle, std::string_view name) {
-    const std::filesystem::path components(name);
-    const bool isInside = std::find(components.begin(), components.end(), "..") == components.end();
+    const bool isInside = ("/" + std::string(name) + "/").find("/../") == std::string::npos;
     return bundle && isInside ? bundle->resourceUrl(name).path() : "";
 }
 
