@@ -3,17 +3,16 @@
 #include <algorithm>
 #include <cctype>
 
+#include "KitwellPlatform/Values/Text.h"
+
 namespace kitwell::applications {
 
 std::string printable(std::string_view text) {
     std::string safe;
-    for (std::size_t at = 0; at < text.size(); ++at) {
-        const auto byte = static_cast<unsigned char>(text[at]);
-        const bool isC1 =
-            byte == 0xC2 && at + 1 < text.size() && static_cast<unsigned char>(text[at + 1]) < 0xA0;
-        if (isC1)
-            ++at;
-        safe += byte < 0x20 || byte == 0x7F || isC1 ? '.' : text[at];
+    while (!text.empty()) {
+        const std::size_t size = platform::leadingControlCharacter(text);
+        safe += size > 0 ? '.' : text.front();
+        text.remove_prefix(std::max<std::size_t>(size, 1));
     }
     return safe;
 }

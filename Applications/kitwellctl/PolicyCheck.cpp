@@ -1,11 +1,11 @@
 #include "PolicyCheck.h"
 
 #include <algorithm>
+#include <system_error>
 
 #include "KitwellCommon/KitwellCommon.h"
 #include "KitwellPlatform/Files/AtomicFile.h"
 #include "KitwellPlatform/Files/FileManager.h"
-#include "KitwellPlatform/Files/FileUrl.h"
 #include "KitwellPlatform/Machine/Users.h"
 #include "NearestName.h"
 #include "Shared/Words.h"
@@ -24,10 +24,9 @@ public:
     explicit PolicyCheck(std::string path) : path_(std::move(path)) {}
 
     std::vector<PolicyFinding> run() {
-        if (!FileManager::attributes(path_))
-            return {};
         checkProtection();
-        checkContent();
+        if (!isMissing())
+            checkContent();
         return std::move(findings_);
     }
 
@@ -36,11 +35,26 @@ private:
         findings_.push_back({position, std::move(text)});
     }
 
+    // A file that cannot be looked at is not missing.
+    bool isMissing() const {
+        const auto found = FileManager::attributes(path_);
+        return !found && found.error().code == static_cast<int>(std::errc::no_such_file_or_directory);
+    }
     void checkProtection() {
         for (const std::string& fault : settingsProtectionFaults(path_))
             add(fault);
         checkRights(path_, KWSPathHelper::kFileMode);
-        checkRights(platform::FileUrl(path_).deletingLastPathComponent().path(), KWSPathHelper::kFolderMode);
+        const std::vector<std::string> folders = settingsFolders(path_);
+        checkRights(folders.front(), KWSPathHelper::kFolderMode);
+        for (const std::string& folder : folders)
+            checkEntry(folder);
+    }
+    void checkEntry(const std::string& folder) {
+        constexpr std::uint32_t kOthersMayEnter = 01;
+        const auto found = FileManager::attributes(folder);
+        if (found && found->kind == FileManager::Kind::Folder && !(found->mode & kOthersMayEnter))
+            add(formatText("'%@' may not be entered by every user, so there is no policy for the others",
+                           folder));
     }
     void checkRights(const std::string& path, std::uint32_t mode) {
         const auto found = FileManager::attributes(path);
@@ -101,6 +115,8 @@ private:
             add("the list of tools is empty: no tool is allowed");
         for (const Value& element : *list) {
             const std::string* name = element.asText();
+            if (name && name->empty())
+                continue; // left by two commas in a row, and no name that could be wrong
             const auto fault =
                 name ? faultOfToolName(*name) : std::optional("a value in the list is no text");
             if (fault)

@@ -15,7 +15,8 @@ struct PolicyFinding {
     std::string text;                               // a sentence without a full stop
 };
 
-// Looks at the content, the owner and the mode of a settings file; a file that is not there has no findings.
+// Looks at the content, the owner and the mode of a settings file and of the folders that lead to it; what is
+// not there has no findings.
 std::vector<PolicyFinding> checkPolicy(const std::string& path);
 
 // The names of the suite's tools, in the order of the catalogue.

@@ -1,8 +1,10 @@
+#include <algorithm>
 #include <functional>
 
 #include "Commands.h"
-#include "JsonText.h"
 #include "KitwellCommon/KitwellCommon.h"
+#include "KitwellPlatform/Files/FileManager.h"
+#include "KitwellPlatform/Files/FileUrl.h"
 #include "PolicyCheck.h"
 #include "QuietLog.h"
 #include "Shared/Policy.h"
@@ -36,7 +38,29 @@ Answer check(const Call&) {
     return Answer::findings(std::move(rows), "no findings");
 }
 
+// The reason in words, where there is more to say than a number; empty else.
+std::string_view phraseFor(std::int64_t errorCode) {
+    switch (errorCode) {
+    case KWS_ERR_WRITE_NO_SPACE:
+        return "the disk is full";
+    case KWS_ERR_WRITE_READ_ONLY:
+        return "the volume is read-only";
+    case KWS_ERR_WRITE_NO_FILE:
+        return "something else than a file, or than a folder above it, stands there";
+    case KWS_ERR_WRITE_SYMLINK:
+        return "a symlink stands there, which is not followed";
+    case KWS_ERR_WRITE_NO_GROUP:
+        return "the system has no group of administrators (admin, sudo or wheel)";
+    case KWS_ERR_JSON_SIZE:
+        return "it would become larger than is read";
+    default:
+        return "";
+    }
+}
+
 Answer failure(std::string_view what, std::int64_t errorCode) {
+    if (const std::string_view phrase = phraseFor(errorCode); !phrase.empty())
+        return Answer::failed(formatText("%@: %@: %@", what, KWSPathHelper::filePath(), phrase));
     switch (errorCode) {
     case KWS_ERR_WRITE_DENIED:
         return Answer::failed(
@@ -50,16 +74,19 @@ Answer failure(std::string_view what, std::int64_t errorCode) {
     }
 }
 
-std::string meaningOf(const std::string& key, const KWSAdminStorage& settings) {
-    if (key == kKWSUpdatesDisabled)
-        return settings.boolForKey(key) ? "the suite is not updated" : "the suite is updated";
-    if (key != kKWSWhiteToolsListKey)
-        return "unknown to this version";
+// Of the stored list.
+std::string allowedTools() {
     std::string tools;
     for (const std::string& identifier : ToolWhiteList::loadWhiteList().value_or(std::vector<std::string>()))
         tools +=
             (tools.empty() ? "" : ", ") + identifier.substr(formatText(kToolIdentifierFormat, "").size());
     return tools.empty() ? "no tool is allowed" : "allowed: " + tools;
+}
+
+std::string meaningOf(const std::string& key, const KWSAdminStorage& settings) {
+    if (key == kKWSUpdatesDisabled)
+        return settings.boolForKey(key) ? "the suite is not updated" : "the suite is updated";
+    return key == kKWSWhiteToolsListKey ? allowedTools() : "unknown to this version";
 }
 
 Answer show(const Call&) {
@@ -86,25 +113,50 @@ std::optional<std::string> identifierOf(const std::string& tool) {
     return isFound ? std::optional(found) : std::nullopt;
 }
 
+// Why a tool of the catalogue may be used, or may not.
+std::string_view reasonFor(bool isAllowed) {
+    std::int64_t errorCode = 0;
+    const auto settings = KWSAdminStorage::create(1, errorCode);
+    if (!settings && errorCode != KWS_ERR_READ_MISSING)
+        return "the policy cannot be read, so every tool is allowed; see 'policy check'";
+    const auto stored = settings ? settings->valueForKey(kKWSWhiteToolsListKey) : std::nullopt;
+    if (!stored)
+        return "the administrator set no list of tools";
+    const platform::Array* list = stored->asArray();
+    if (!list)
+        return "what the administrator set as the list of tools is no list, so no tool is allowed";
+    const Value business(kKWSWhiteToolsList_BusinessToolsetValue);
+    if (std::find(list->begin(), list->end(), business) != list->end())
+        return isAllowed ? "it is one of the tools for business, which the administrator allows"
+                         : "it is none of the tools for business, which alone the administrator allows";
+    return isAllowed ? "the administrator's list of tools names it"
+                     : "the administrator's list of tools does not name it";
+}
+
 Answer explain(const Call& call) {
     const QuietLog quiet;
     const auto identifier = identifierOf(call[0]);
-    auto refusal = identifier ? refusalOfTool(call[0], *identifier) : faultOfToolName(call[0]);
+    const bool isAllowed = identifier && !refusalOfTool(call[0], *identifier);
     const std::string reason =
-        refusal ? *refusal
-                : formatText(ToolWhiteList::sharedInstance()->whiteList()
-                                 ? "%@ is allowed: the administrator's list of tools names it"
-                                 : "%@ is allowed: the administrator set no list of tools",
-                             call[0]);
+        identifier
+            ? formatText("%@ is %@: %@", call[0], isAllowed ? "allowed" : "not allowed", reasonFor(isAllowed))
+            : faultOfToolName(call[0]).value_or("");
     return Answer::done(reason, {{"identifier", identifier ? Value(*identifier) : Value()},
-                                 {"allowed", !refusal},
+                                 {"allowed", isAllowed},
                                  {"reason", reason}});
 }
 
-// Opens the policy or makes one, lets it be changed, and saves it.
-Answer change(std::string sentence, const std::function<void(KWSAdminStorage&)>& edit) {
+std::ptrdiff_t countOfBackups() {
+    const std::string prefix = platform::FileUrl(KWSPathHelper::filePath()).lastPathComponent() + ".backup.";
+    const auto names = platform::FileManager::namesInFolder(KWSPathHelper::dirPath());
+    return std::count_if(names.begin(), names.end(),
+                         [&](const std::string& name) { return name.starts_with(prefix); });
+}
+
+// Opens the policy or makes one, lets it be changed, and saves it; then asks what has been done.
+Answer change(const std::function<std::string()>& tell, const std::function<void(KWSAdminStorage&)>& edit) {
     std::int64_t errorCode = 0;
-    const bool isSetAside = !KWSAdminStorage::create(1, errorCode) && errorCode != KWS_ERR_READ_MISSING;
+    const auto backupsBefore = countOfBackups();
     const auto settings = KWSAdminStorage::create(0, errorCode);
     if (settings) {
         edit(*settings);
@@ -112,7 +164,8 @@ Answer change(std::string sentence, const std::function<void(KWSAdminStorage&)>&
     }
     if (errorCode != 0)
         return failure("the policy was not changed", errorCode);
-    if (isSetAside)
+    std::string sentence = tell();
+    if (countOfBackups() > backupsBefore)
         sentence += "; the former file could not be read and was set aside beside the new one";
     return Answer::done(sentence, {{"path", KWSPathHelper::filePath()}, {"done", sentence}});
 }
@@ -138,7 +191,7 @@ Answer setTools(const Call& call) {
                        kKWSWhiteToolsList_BusinessToolsetValue));
     if (auto fault = names ? faultIn(*names) : std::nullopt)
         return Answer::usage(*std::move(fault));
-    return change(names ? "only these tools are allowed: " + call[0] : "all tools are allowed",
+    return change([&] { return names ? allowedTools() : "all tools are allowed"; },
                   [&](KWSAdminStorage& settings) { settings.setValueForKey(names, kKWSWhiteToolsListKey); });
 }
 
@@ -147,9 +200,9 @@ Answer clear(const Call&) {
     std::int64_t errorCode = 0;
     if (!KWSAdminStorage::create(1, errorCode) && errorCode == KWS_ERR_READ_MISSING)
         return Answer::done("all tools are allowed already: no policy is set", {});
-    return change("all tools are allowed", [](KWSAdminStorage& settings) {
-        settings.setValueForKey(std::nullopt, kKWSWhiteToolsListKey);
-    });
+    return change(
+        [] { return "all tools are allowed"; },
+        [](KWSAdminStorage& settings) { settings.setValueForKey(std::nullopt, kKWSWhiteToolsListKey); });
 }
 
 Answer disableUpdates(const Call& call) {
@@ -157,7 +210,7 @@ Answer disableUpdates(const Call& call) {
     const bool isOn = call[0] == "on";
     if (!isOn && call[0] != "off")
         return Answer::usage("on or off, not " + call[0]);
-    return change(isOn ? "updates are disabled" : "updates are enabled",
+    return change([isOn] { return isOn ? "updates are disabled" : "updates are enabled"; },
                   [isOn](KWSAdminStorage& settings) { settings.setBoolForKey(isOn, kKWSUpdatesDisabled); });
 }
 

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <filesystem>
 #include <optional>
 #include <utility>
 #include <vector>
@@ -57,8 +58,8 @@ Answer listResources(const Call&) {
     return Answer::list(std::move(rows));
 }
 
-// Publishing itself only logs what came of it: a file that has left its place and a record that tells of it
-// are what it leaves behind.
+// Publishing itself only logs what came of it: a file that has left its place, unless it is the published
+// one, and a record that tells of it are what it leaves behind.
 Answer publish(const Call& call) {
     const std::string& file = call[0];
     const auto version = VersionManager::versionWithString(call[2]);
@@ -70,7 +71,10 @@ Answer publish(const Call& call) {
                                      call.has("executable") ? kResourceTypeExecutable : 0, call[3]);
     const SharedResource record(call[1], call[3]);
     const auto path = record.path();
-    if (platform::FileManager::fileExists(file) || record.version() != version || !path)
+    std::error_code failure;
+    const bool hasMoved = !platform::FileManager::fileExists(file) ||
+                          (path && std::filesystem::equivalent(file, *path, failure));
+    if (!hasMoved || record.version() != version || !path)
         return Answer::failed(call[1] + " is not published; the log tells why");
     const std::string versionText = VersionManager::versionToStringReportForm(*version);
     return Answer::done(call[1] + " " + versionText + " is published for " + call[3],

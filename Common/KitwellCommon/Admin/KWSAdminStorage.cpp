@@ -29,6 +29,39 @@ bool truthOfText(std::string_view text) {
     return !text.empty() && std::string_view("YyTt123456789").find(text.front()) != std::string_view::npos;
 }
 
+// Who has more rights than those who may plant a symlink must not follow one.
+bool prepareFolder(const std::string& folder, std::int64_t& errorCode) {
+    const auto attributes = platform::FileManager::attributes(folder);
+    platform::Error error;
+    if (attributes && attributes->kind == platform::FileManager::Kind::Symlink)
+        error = {std::string(kKWSErrorDomain), KWS_ERR_WRITE_SYMLINK, "a symlink stands there"};
+    else if (platform::FileManager::folderExists(folder) || KWSPathHelper::createFolderAtPath(folder, error))
+        return true;
+    KWLogVariadic("Unable to create folder '%@' due error %ld, %@", folder, error.code, error.description);
+    errorCode = error.code;
+    return false;
+}
+
+std::string folderOf(const std::string& path) {
+    return platform::FileUrl(path).deletingLastPathComponent().path();
+}
+
+// The last steps of creating.
+std::optional<Dictionary> finishNewFile(const std::string& path, std::int64_t& errorCode) {
+    platform::Error error;
+    if (KWSPathHelper::setPermissionsToFileAtPath(path, error))
+        return KWSAdminStorage::loadAtPath(path, errorCode);
+    KWLogVariadic("Unable to set permiss file %@. Error %@", path, error.description);
+    errorCode = error.code;
+    return std::nullopt;
+}
+
+platform::Result<void> writeFile(const std::string& path, const platform::Data& data, bool mayReplace) {
+    return platform::replaceFile(
+        path, data.bytes(),
+        {.followsSymlinks = false, .newMode = kNewFileMode, .mayReplace = mayReplace, .sweepsFolder = true});
+}
+
 } // namespace
 
 std::unique_ptr<KWSAdminStorage> KWSAdminStorage::create(std::uint64_t creationFlag,
@@ -37,7 +70,8 @@ std::unique_ptr<KWSAdminStorage> KWSAdminStorage::create(std::uint64_t creationF
     const std::string path = KWSPathHelper::filePath();
     auto storage = loadAtPath(path, errorCode);
     if (!storage && creationFlag != kOpenOnly)
-        storage = createAtPath(path, errorCode);
+        storage = errorCode == KWS_ERR_READ_MISSING ? createMissing(path, errorCode)
+                                                    : createAtPath(path, errorCode);
     if (!storage)
         return nullptr;
     return std::unique_ptr<KWSAdminStorage>(new KWSAdminStorage(*std::move(storage)));
@@ -87,26 +121,28 @@ std::optional<Dictionary> KWSAdminStorage::loadAtPath(const std::string& path, s
 }
 
 std::optional<Dictionary> KWSAdminStorage::createAtPath(const std::string& path, std::int64_t& errorCode) {
+    if (!prepareFolder(folderOf(path), errorCode))
+        return std::nullopt;
     if (platform::FileManager::attributes(path))
         moveToBackupThePath(path);
-    const std::string folder = platform::FileUrl(path).deletingLastPathComponent().path();
     platform::Error error;
-    if (!platform::FileManager::folderExists(folder) && !KWSPathHelper::createFolderAtPath(folder, error)) {
-        KWLogVariadic("Unable to create folder '%@' due error %ld, %@", folder, error.code,
-                      error.description);
-        errorCode = error.code;
-        return std::nullopt;
-    }
     if (!saveToDiskAtPath(path, {}, error)) {
         errorCode = error.code;
         return std::nullopt;
     }
-    if (!KWSPathHelper::setPermissionsToFileAtPath(path, error)) {
-        KWLogVariadic("Unable to set permiss file %@. Error %@", path, error.description);
-        errorCode = error.code;
+    return finishNewFile(path, errorCode);
+}
+
+// Where nothing stood a moment ago: what another process has made since then is not set aside.
+std::optional<Dictionary> KWSAdminStorage::createMissing(const std::string& path, std::int64_t& errorCode) {
+    if (!prepareFolder(folderOf(path), errorCode))
         return std::nullopt;
-    }
-    return loadAtPath(path, errorCode);
+    platform::Error error;
+    const auto empty = dataFromDict({}, error);
+    if (empty && writeFile(path, *empty, false))
+        return finishNewFile(path, errorCode);
+    auto made = loadAtPath(path, errorCode);
+    return made ? made : createAtPath(path, errorCode);
 }
 
 void KWSAdminStorage::moveToBackupThePath(const std::string& path) {
@@ -129,7 +165,9 @@ std::optional<Dictionary> KWSAdminStorage::dictFromData(std::span<const std::byt
 
 std::optional<platform::Data> KWSAdminStorage::dataFromDict(const Dictionary& dictionary,
                                                             platform::Error& error) {
-    auto data = platform::writeJson(dictionary, platform::JsonLayout::Pretty);
+    auto data = platform::writeJson(dictionary, platform::JsonLayout::Pretty, kKWSMaxSettingsBytes);
+    if (!data && data.error().code == static_cast<std::int64_t>(platform::JsonFault::Size))
+        data = platform::writeJson(dictionary, platform::JsonLayout::Compact, kKWSMaxSettingsBytes);
     if (!data)
         error = KWSErrorFor(data.error(), KWSOperation::Write);
     return data ? std::optional(*std::move(data)) : std::nullopt;
@@ -140,7 +178,7 @@ bool KWSAdminStorage::saveToDiskAtPath(const std::string& path, const Dictionary
     const auto data = dataFromDict(storage, error);
     bool isWritten = false;
     if (data) {
-        const auto written = platform::replaceFile(path, data->bytes(), {false, kNewFileMode});
+        const auto written = writeFile(path, *data, true);
         isWritten = static_cast<bool>(written);
         if (!isWritten)
             error = KWSErrorFor(written.error(), KWSOperation::Write);

@@ -23,7 +23,7 @@ inline constexpr char kKWSUpdatesDisabled[] = "UpdatesDisabled";
 inline constexpr char kKWSWhiteToolsListKey[] = "WhiteToolsList";
 inline constexpr char kKWSWhiteToolsList_BusinessToolsetValue[] = "business-toolset-only";
 
-// A larger settings file is not read.
+// A larger settings file is neither read nor written.
 inline constexpr std::size_t kKWSMaxSettingsBytes = 16U << 20;
 
 // The administrator's settings: a snapshot of the file, read once when the store is opened; changes reach the
@@ -35,9 +35,9 @@ inline constexpr std::size_t kKWSMaxSettingsBytes = 16U << 20;
 class KITWELL_API KWSAdminStorage : public CEPInfoHolder {
 public:
     // Opens the file at KWSPathHelper::filePath(). With `creationFlag` 1 a missing or unreadable file gives
-    // null, and the disk is never changed; with any other one such a file is set aside under a backup name
-    // and a new empty one is made, which needs the superuser's rights. `errorCode` is 0 with a store, else
-    // says why there is none.
+    // null, and the disk is never changed; with any other one an unreadable file is set aside under a backup
+    // name and a new empty one is made, which needs the superuser's rights. Of several that find no file one
+    // makes it and the others open that. `errorCode` is 0 with a store, else says why there is none.
     static std::unique_ptr<KWSAdminStorage> create(std::uint64_t creationFlag, std::int64_t& errorCode);
 
     // The stored value; nothing when there is none.
@@ -63,21 +63,26 @@ public:
     // is something else.
     static std::optional<platform::Dictionary> loadAtPath(const std::string& path, std::int64_t& errorCode);
     // Sets what stands at the path aside, makes an empty file for the administrators and answers its content.
+    // A symlink in the folder's place is refused.
     static std::optional<platform::Dictionary> createAtPath(const std::string& path, std::int64_t& errorCode);
     // To "<path>.backup.<seconds since 1970>", where nothing may stand yet. On failure a log line.
     static void moveToBackupThePath(const std::string& path);
     // Leaves `errorCode` alone on success.
     static std::optional<platform::Dictionary> dictFromData(std::span<const std::byte> bytes,
                                                             std::int64_t& errorCode);
-    // Pretty-printed JSON.
+    // Pretty-printed JSON; without line breaks where it would else exceed kKWSMaxSettingsBytes, so that what
+    // was read can always be written. What exceeds them all the same is refused.
     static std::optional<platform::Data> dataFromDict(const platform::Dictionary& dictionary,
                                                       platform::Error& error);
     // Replaces the file in one step that keeps its mode and group; a new one gets mode 0644. A symlink at the
-    // path is refused. On failure false, why, and a log line.
+    // path or in its folder's place is refused. On failure false, why, and a log line.
     static bool saveToDiskAtPath(const std::string& path, const platform::Dictionary& storage,
                                  platform::Error& error);
 
 private:
+    static std::optional<platform::Dictionary> createMissing(const std::string& path,
+                                                             std::int64_t& errorCode);
+
     explicit KWSAdminStorage(platform::Dictionary storage) : storage_(std::move(storage)) {}
 
     platform::Dictionary storage_;

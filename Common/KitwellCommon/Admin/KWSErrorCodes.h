@@ -34,7 +34,7 @@ inline constexpr std::int64_t KWS_ERR_JSON_EMPTY = 301;      // nothing but whit
 inline constexpr std::int64_t KWS_ERR_JSON_ENCODING = 302;   // not UTF-8, or half a surrogate pair
 inline constexpr std::int64_t KWS_ERR_JSON_NUMBER = 303;     // beyond the range of a double
 inline constexpr std::int64_t KWS_ERR_JSON_DEPTH = 304;      // nested too deep
-inline constexpr std::int64_t KWS_ERR_JSON_SIZE = 305;       // too many values
+inline constexpr std::int64_t KWS_ERR_JSON_SIZE = 305;       // more bytes or values than are read
 inline constexpr std::int64_t KWS_ERR_JSON_UNWRITABLE = 306; // a value that JSON has no word for
 
 inline constexpr std::string_view kKWSErrorDomain = "com.corvalen.kitwell.settings";

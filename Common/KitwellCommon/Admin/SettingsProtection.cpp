@@ -2,6 +2,7 @@
 
 #include "KitwellPlatform/Files/FileManager.h"
 #include "KitwellPlatform/Files/FileUrl.h"
+#include "KitwellPlatform/Files/SearchPaths.h"
 #include "KitwellPlatform/Machine/Users.h"
 #include "KitwellPlatform/Values/Text.h"
 
@@ -44,12 +45,25 @@ void addFaults(const std::string& path, FileManager::Kind expected, std::vector<
             formatText("'%@' may be written by %@, not only by the administrators", path, writers));
 }
 
+std::string folderOf(const std::string& path) {
+    return platform::FileUrl(path).deletingLastPathComponent().path();
+}
+
 } // namespace
+
+std::vector<std::string> settingsFolders(const std::string& path) {
+    const std::string top = platform::SearchPaths::machineLibrary();
+    std::vector<std::string> folders{folderOf(path)};
+    while (folders.back().starts_with(top + "/"))
+        folders.push_back(folderOf(folders.back()));
+    return folders;
+}
 
 std::vector<std::string> settingsProtectionFaults(const std::string& path) {
     std::vector<std::string> faults;
     addFaults(path, FileManager::Kind::File, faults);
-    addFaults(platform::FileUrl(path).deletingLastPathComponent().path(), FileManager::Kind::Folder, faults);
+    for (const std::string& folder : settingsFolders(path))
+        addFaults(folder, FileManager::Kind::Folder, faults);
     return faults;
 }
 

@@ -1,7 +1,5 @@
 #include "KitwellCommon/Resources/ResourceManager.h"
 
-#include <algorithm>
-
 #include "KitwellCommon/Logging/KWLog.h"
 #include "KitwellCommon/Resources/SharedResource.h"
 #include "KitwellCommon/Resources/VersionManager.h"
@@ -26,13 +24,10 @@ const Bundle* knownBundle(std::string_view bundleId) {
     return Bundle::main().identifier() == bundleId ? &Bundle::main() : nullptr;
 }
 
-bool holdsControlCharacters(std::string_view utf8) {
-    unsigned char last = 0;
-    return std::any_of(utf8.begin(), utf8.end(), [&](unsigned char byte) {
-        const bool endsOneOfTwoBytes = last == 0xC2 && byte < 0xA0;
-        last = byte;
-        return byte < 0x20 || byte == 0x7F || endsOneOfTwoBytes;
-    });
+bool holdsControlCharacters(std::string_view text) {
+    while (!text.empty() && platform::leadingControlCharacter(text) == 0)
+        text.remove_prefix(1);
+    return !text.empty();
 }
 
 // The registry keeps names as text, and logs and lists show them.
@@ -45,6 +40,19 @@ Result<ContainedFolder> createFolder(std::string_view bundleId) {
     if (!container)
         return container.error();
     return ContainedFolder::create(*container, {kResourcesFolder, bundleId});
+}
+
+bool isRefused(std::string_view name, std::string_view bundleId) {
+    const bool isUsable = isUsableName(name) && isUsableName(bundleId);
+    if (!isUsable)
+        KWLogVariadic("Resource %@ for %@ is refused: not the name of a file", name, bundleId);
+    return !isUsable;
+}
+
+// A built-in copy may lie in a folder of its own, but not outside the bundle's resources.
+std::string builtInPath(const Bundle* bundle, std::string_view name) {
+    const bool isInside = ("/" + std::string(name) + "/").find("/../") == std::string::npos;
+    return bundle && isInside ? bundle->resourceUrl(name).path() : "";
 }
 
 bool logFailure(std::string_view format, const Result<void>& result) {
@@ -68,9 +76,9 @@ ResourceChoice ResourceManager::choose(std::string_view name, std::string_view b
     const SharedResource record(name, bundleId);
     const Version own = VersionManager::versionFromBundle(bundle);
     const auto builtIn = [&](ResourceChoiceReason reason) {
-        return ResourceChoice{reason, own, bundle ? bundle->resourceUrl(name).path() : ""};
+        return ResourceChoice{reason, own, builtInPath(bundle, name)};
     };
-    const auto version = record.version();
+    const auto version = isUsableName(name) ? record.version() : std::nullopt;
     if (!version)
         return builtIn(NoSharedVersion);
     if (*version <= own)
@@ -98,10 +106,8 @@ Version ResourceManager::getMostActualResourceVersion(std::string_view name, std
 void ResourceManager::addResourceFile(const platform::FileUrl& fileUrl, std::string_view name,
                                       const Version& version, std::int64_t resourceType,
                                       std::string_view bundleId) {
-    if (!isUsableName(name) || !isUsableName(bundleId)) {
-        KWLogVariadic("Resource %@ for %@ is refused: not the name of a file", name, bundleId);
+    if (isRefused(name, bundleId))
         return;
-    }
     auto folder = createFolder(bundleId); // locked until file and record agree
     if (!folder) {
         KWLogVariadic("Error while creating directory: %@", folder.error().description);
@@ -120,11 +126,12 @@ void ResourceManager::addResourceFile(const platform::FileUrl& fileUrl, std::str
 }
 
 void ResourceManager::setNotifyOnUpdate(bool needsTo, std::string_view name, std::string_view bundleId) {
-    SharedResource(name, bundleId).setNeedToNotifyOnUpdate(needsTo);
+    if (!isRefused(name, bundleId))
+        SharedResource(name, bundleId).setNeedToNotifyOnUpdate(needsTo);
 }
 
 void ResourceManager::setNotifyOnUpdate(bool needsTo, std::string_view name) {
-    SharedResource(name).setNeedToNotifyOnUpdate(needsTo);
+    setNotifyOnUpdate(needsTo, name, Bundle::main().identifier());
 }
 
 } // namespace kitwell

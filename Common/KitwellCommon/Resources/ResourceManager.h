@@ -22,7 +22,7 @@ enum class ResourceChoiceReason {
 struct ResourceChoice {
     ResourceChoiceReason reason = ResourceChoiceReason::NoSharedVersion;
     Version version;  // of the shared copy, or of the application
-    std::string path; // empty for the built-in copy of an unknown bundle
+    std::string path; // empty for the built-in copy of an unknown bundle, and for a name that holds a ".."
 
     bool isShared() const { return reason == ResourceChoiceReason::SharedCopyIsNewer; }
 };
@@ -37,12 +37,14 @@ public:
     ResourceManager() = delete;
 
     // The path of the copy that the calling application is to use. With extended logging the choice is
-    // logged, the version in its report form.
+    // logged, the version in its report form. Empty for a name with a ".." that leads out of the bundle's
+    // resources.
     static std::string getMostActualResourcePath(std::string_view name);
     // The version of the copy that the application would use. The calling process knows its main bundle only:
     // any other application counts as version [0].
     static Version getMostActualResourceVersion(std::string_view name, std::string_view bundleId);
-    // The rule of both, for an application with this identifier; without its bundle its version is [0].
+    // The rule of both, for an application with this identifier; without its bundle its version is [0]. A
+    // name that cannot be published has no shared copy.
     static ResourceChoice choose(std::string_view name, std::string_view bundleId,
                                  const platform::Bundle* bundle);
 
@@ -55,6 +57,7 @@ public:
     static void addResourceFile(const platform::FileUrl& fileUrl, std::string_view name,
                                 const Version& version, std::int64_t resourceType, std::string_view bundleId);
 
+    // Names that cannot be published are refused with a log line.
     static void setNotifyOnUpdate(bool needsTo, std::string_view name, std::string_view bundleId);
     // Of the main bundle.
     static void setNotifyOnUpdate(bool needsTo, std::string_view name);

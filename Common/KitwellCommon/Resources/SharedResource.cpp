@@ -74,8 +74,8 @@ bool SharedResource::updateValue(Value value, std::string_view key) {
             values.remove(key);
         else
             values.set(key, std::move(value));
-        preferences.setObjectForKey(std::move(bundles), kResourcesKey);
-        isOnDisk = preferences.synchronize();
+        isOnDisk =
+            preferences.setObjectForKey(std::move(bundles), kResourcesKey) && preferences.synchronize();
     });
     return isOnDisk;
 }

@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include "KitwellPlatform/Files/FileAccess.h"
+#include "KitwellPlatform/Files/FileUrl.h"
 #include "KitwellPlatform/Files/NewFile.h"
 
 namespace kitwell::platform {
@@ -33,9 +34,11 @@ mode_t withoutGroupRights(mode_t mode) {
 }
 
 // Gives the new file the mode, owner and group of the file it is to replace; `mode` where there is none.
-Result<void> takeOverRights(int descriptor, const std::string& path, mode_t mode) {
+Result<void> takeOverRights(const NewFile& file, int folder, const std::string& name, const std::string& path,
+                            mode_t mode) {
+    const int descriptor = file.descriptor();
     struct stat old {};
-    if (::lstat(path.c_str(), &old) == 0) {
+    if (::fstatat(folder, name.c_str(), &old, AT_SYMLINK_NOFOLLOW) == 0) {
         if (S_ISLNK(old.st_mode))
             return systemError("replace " + path + ", which is a symlink", ELOOP);
         if (!S_ISREG(old.st_mode))
@@ -50,6 +53,14 @@ Result<void> takeOverRights(int descriptor, const std::string& path, mode_t mode
     if (::fchmod(descriptor, mode) != 0)
         return systemError("set the mode of " + path, errno);
     return {};
+}
+
+Result<FileDescriptor> openFolder(const std::string& path, bool followsSymlinks) {
+    auto folder = openFile(path, O_RDONLY | O_DIRECTORY | (followsSymlinks ? 0 : O_NOFOLLOW));
+    std::error_code failure;
+    if (!folder && !followsSymlinks && std::filesystem::is_symlink(path, failure))
+        return systemError("enter " + path + ", which is a symlink", ELOOP);
+    return folder;
 }
 
 // Without waiting: a FIFO in the file's place must not hold the caller.
@@ -68,19 +79,23 @@ Result<void> replaceFile(const std::string& path, std::span<const std::byte> con
     const auto target = rules.followsSymlinks ? followLinks(path) : Result<std::string>(path);
     if (!target)
         return target.error();
-    const auto folder = openFile(folderOf(*target), O_RDONLY | O_DIRECTORY);
+    // All is done in this very folder, whatever takes its path meanwhile.
+    const auto folder = openFolder(folderOf(*target), rules.followsSymlinks);
     if (!folder)
         return folder.error();
-    auto file = NewFile::inFolder(folderOf(*target));
+    const std::string name = FileUrl(*target).lastPathComponent();
+    if (rules.sweepsFolder)
+        removeAbandonedFiles(folder->get());
+    auto file = NewFile::inFolder(".", 0600, folder->get());
     if (!file)
-        return file.error();
-    if (auto done = takeOverRights(file->descriptor(), *target, rules.newMode); !done)
+        return systemError("create a file in " + folderOf(*target), static_cast<int>(file.error().code));
+    if (auto done = takeOverRights(*file, folder->get(), name, *target, rules.newMode); !done)
         return done;
     if (auto done = writeAll(file->descriptor(), content, *target); !done)
         return done;
     if (auto done = bringToDisk(file->descriptor(), *target); !done)
         return done;
-    if (auto done = file->replace(*target); !done)
+    if (auto done = rules.mayReplace ? file->replace(name) : file->appearAs(name); !done)
         return done;
     return bringToDisk(folder->get(), folderOf(*target));
 }

@@ -23,8 +23,10 @@ PLATFORM_API Result<void> replaceFile(const std::string& path, std::span<const s
 // How a replacement treats the path, where the usual way does not fit: a writer with more rights than those
 // who may plant a symlink at the path must not follow it.
 struct ReplacementRules {
-    bool followsSymlinks = true;  // else a symlink at the path is the error ELOOP
+    bool followsSymlinks = true;  // else a symlink at the path or in its folder's place is the error ELOOP
     std::uint32_t newMode = 0600; // of a file that was not there, whatever the umask
+    bool mayReplace = true;       // else a file that stands there stays, and is the error EEXIST
+    bool sweepsFolder = false;    // whether what killed replacements left in the folder is removed
 };
 PLATFORM_API Result<void> replaceFile(const std::string& path, std::span<const std::byte> content,
                                       const ReplacementRules& rules);

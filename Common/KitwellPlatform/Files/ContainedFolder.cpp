@@ -44,6 +44,10 @@ Result<void> waitForLock(int folder, const std::string& path) {
     return {};
 }
 
+bool isSameFile(const struct stat& one, const struct stat& other) {
+    return one.st_dev == other.st_dev && one.st_ino == other.st_ino;
+}
+
 Result<FileDescriptor> openNewItem(const std::string& path) {
     auto file = openFile(path, kReadTheFileItself);
     if (!file)
@@ -87,6 +91,7 @@ Result<void> ContainedFolder::replaceItem(std::string_view name, const std::stri
         return source.error();
     if (auto done = bringToDisk(source->get(), newItem); !done)
         return done;
+    removeAbandonedFiles(folder_.get());
     const auto backup = keepAside(place, backupName);
     if (!backup)
         return backup.error();
@@ -138,7 +143,21 @@ void ContainedFolder::putBack(const std::string& name, const std::string& backup
     ::unlinkat(folder_.get(), backup.c_str(), 0); // still there where both were names of one file
 }
 
+// Whether the path names this folder's own entry, and not merely the same file.
+bool ContainedFolder::isEntry(const std::string& path, const std::string& name) const {
+    struct stat one {
+    }, other{};
+    return FileUrl(path).lastPathComponent() == name && ::stat(folderOf(path).c_str(), &one) == 0 &&
+           ::fstat(folder_.get(), &other) == 0 && isSameFile(one, other);
+}
+
 Result<void> ContainedFolder::moveHere(const std::string& newItem, int source, const std::string& name) {
+    struct stat item {
+    }, earlier{};
+    if (::fstat(source, &item) == 0 &&
+        ::fstatat(folder_.get(), name.c_str(), &earlier, AT_SYMLINK_NOFOLLOW) == 0 &&
+        isSameFile(item, earlier)) // which renaming leaves with both names
+        return isEntry(newItem, name) ? Result<void>() : FileManager::removeFile(newItem);
     if (::renameat(AT_FDCWD, newItem.c_str(), folder_.get(), name.c_str()) != 0)
         return errno == EXDEV ? copyHere(newItem, source, name)
                               : systemError("move " + newItem + " to " + pathOf(name), errno);

@@ -29,8 +29,9 @@ public:
     // keeps its own mode, times and attributes, also when it comes from another file system and has to be
     // copied. The earlier file stays beside it under `backupName` (cut at its beginning where it is too long)
     // until the new one is on the disk. Readers find the earlier file or the new one, wherever the file
-    // system knows hard links. A symlink that has the name is replaced and not followed; a folder is the
-    // error EISDIR. On failure the earlier file is in its place again, and the new one is where it was.
+    // system knows hard links. Where `newItem` is the earlier file itself, that stays, and another name of it
+    // goes. A symlink that has the name is replaced and not followed; a folder is the error EISDIR. On
+    // failure the earlier file is in its place again, and the new one is where it was.
     Result<void> replaceItem(std::string_view name, const std::string& newItem, std::string_view backupName);
 
     // Sets the permission bits of a file, which must be readable; a symlink is the error ELOOP.
@@ -43,6 +44,7 @@ private:
     Result<std::string> keepAside(const std::string& name, std::string_view backupName);
     void putBack(const std::string& name, const std::string& backup);
     Result<void> moveHere(const std::string& newItem, int source, const std::string& name);
+    bool isEntry(const std::string& path, const std::string& name) const;
     Result<void> copyHere(const std::string& newItem, int source, const std::string& name);
 
     FileDescriptor folder_;

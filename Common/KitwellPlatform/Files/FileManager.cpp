@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include "KitwellPlatform/Files/FileAccess.h"
+#include "KitwellPlatform/Files/NewFile.h"
 
 namespace kitwell::platform {
 
@@ -40,22 +41,38 @@ Result<void> giveAttributes(const std::string& path, const FileManager::Attribut
     return {};
 }
 
-// Each folder that was missing is handed to `finish`.
-Result<void> createFolders(const std::string& path,
-                           const std::function<Result<void>(const std::string&)>& finish) {
-    if (::mkdir(path.c_str(), 0700) == 0)
-        return finish(path);
-    if (errno == ENOENT && folderOf(path) != path) {
-        if (auto parent = createFolders(folderOf(path), finish); !parent)
+// Answers as mkdir(2).
+using MakeFolder = std::function<Result<void>(const std::string&)>;
+
+Result<void> makeFolder(const std::string& path) {
+    return ::mkdir(path.c_str(), 0700) == 0 ? Result<void>()
+                                            : systemError("create the folder " + path, errno);
+}
+
+Result<void> makeFolderWith(const std::string& path, const FileManager::Attributes& attributes) {
+    struct stat status {};
+    if (::lstat(path.c_str(), &status) == 0)
+        return systemError("create the folder " + path, EEXIST);
+    const std::string temporary = temporaryPathIn(folderOf(path));
+    if (auto made = makeFolder(temporary); !made)
+        return systemError("create the folder " + path, static_cast<int>(made.error().code));
+    auto done = giveAttributes(temporary, attributes);
+    if (done)
+        done = FileManager::moveFile(temporary, path);
+    if (!done)
+        ::rmdir(temporary.c_str());
+    return done;
+}
+
+Result<void> createFolders(const std::string& path, const MakeFolder& make) {
+    auto made = make(path);
+    if (!made && made.error().code == ENOENT && folderOf(path) != path) {
+        if (auto parent = createFolders(folderOf(path), make); !parent)
             return parent;
-        if (::mkdir(path.c_str(), 0700) == 0)
-            return finish(path);
+        made = make(path);
     }
-    const int failure = errno;
     // On a read-only volume even a folder that exists cannot be "made": what stands there decides.
-    if (FileManager::folderExists(path))
-        return {};
-    return systemError("create the folder " + path, failure);
+    return made || FileManager::folderExists(path) ? Result<void>() : made;
 }
 
 } // namespace
@@ -77,16 +94,11 @@ bool FileManager::isExecutable(const std::string& path) {
 }
 
 Result<void> FileManager::createFolder(const std::string& path) {
-    return createFolders(path, [](const std::string&) { return Result<void>(); });
+    return createFolders(path, makeFolder);
 }
 
 Result<void> FileManager::createFolder(const std::string& path, const Attributes& attributes) {
-    return createFolders(path, [&attributes](const std::string& folder) {
-        auto given = giveAttributes(folder, attributes);
-        if (!given)
-            ::rmdir(folder.c_str());
-        return given;
-    });
+    return createFolders(path, [&](const std::string& folder) { return makeFolderWith(folder, attributes); });
 }
 
 Result<FileManager::Attributes> FileManager::attributes(const std::string& path) {

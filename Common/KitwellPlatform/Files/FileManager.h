@@ -45,8 +45,9 @@ public:
     // Of what stands at the path itself, also where that is a symlink.
     static Result<Attributes> attributes(const std::string& path);
     // Creates what is missing of the path, each folder with the mode, owner and group of `attributes` and
-    // whatever the umask; an existing folder is a success and stays as it is. A folder that cannot be given
-    // them does not stay.
+    // whatever the umask; an existing folder is a success and stays as it is. A folder has its name when it
+    // has its attributes and not before: one that cannot be given them does not stay, and a process that is
+    // killed leaves no more than an empty folder with a temporary name.
     static Result<void> createFolder(const std::string& path, const Attributes& attributes);
     // Of a file or folder; a symlink at the path is the error ELOOP.
     static Result<void> setGroupAndMode(const std::string& path, std::uint32_t groupId, std::uint32_t mode);

@@ -1,10 +1,13 @@
 #include "KitwellPlatform/Files/NewFile.h"
 
 #include <cerrno>
+#include <ctime>
 #include <random>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "KitwellPlatform/Files/FileAccess.h"
+#include "KitwellPlatform/Files/FileManager.h"
 
 namespace kitwell::platform {
 
@@ -21,17 +24,30 @@ bool linkOpenFile(int descriptor, int base, const std::string& path) {
     return ::linkat(AT_FDCWD, place.c_str(), base, path.c_str(), AT_SYMLINK_FOLLOW) == 0;
 }
 
-std::string temporaryPathIn(const std::string& folder) {
-    std::random_device random;
-    return folder + "/" + kTemporaryNamePrefix + std::to_string(random()) + std::to_string(random());
-}
-
 // Kernels that know no files without a name answer EISDIR.
 bool lacksUnnamedFiles(const Error& error) {
     return error.code == EOPNOTSUPP || error.code == EISDIR;
 }
 
 } // namespace
+
+std::string temporaryPathIn(const std::string& folder) {
+    std::random_device random;
+    return folder + "/" + kTemporaryNamePrefix + std::to_string(random()) + std::to_string(random());
+}
+
+// No write takes an hour; should one have slept that long, its renaming fails, and it keeps its changes.
+void removeAbandonedFiles(int folder) {
+    constexpr std::time_t kAbandonedAfter = 3600;
+    const std::time_t now = std::time(nullptr);
+    for (const std::string& name : FileManager::namesInFolder("/proc/self/fd/" + std::to_string(folder))) {
+        struct stat status {};
+        if (name.starts_with(kTemporaryNamePrefix) &&
+            ::fstatat(folder, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 && S_ISREG(status.st_mode) &&
+            now - status.st_mtime > kAbandonedAfter)
+            ::unlinkat(folder, name.c_str(), 0); // or whoever comes next tries
+    }
+}
 
 Result<NewFile> NewFile::inFolder(std::string folder, unsigned mode, int base) {
     auto unnamed = openFile(folder, O_TMPFILE | O_RDWR, mode, base);

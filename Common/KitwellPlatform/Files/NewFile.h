@@ -12,6 +12,12 @@ namespace kitwell::platform {
 // How the name of a file begins that is not finished yet, or that a killed writer never finished.
 inline constexpr char kTemporaryNamePrefix[] = ".temporary-";
 
+// A path in the folder that begins so and that nobody else chooses.
+std::string temporaryPathIn(const std::string& folder);
+
+// Removes the temporary files of writers that were killed from the open folder.
+void removeAbandonedFiles(int folder);
+
 // A new empty file that nobody else sees before it is finished and takes its name. Until then it
 // has no name at all, so that nothing stays behind when the process is killed; on a file system that knows no
 // such files it has a temporary name, which goes with the object. Inside the library only; any thread.

@@ -1,5 +1,6 @@
 #include "KitwellPlatform/Logging/Log.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -47,14 +48,16 @@ std::string linePrefix() {
 std::string withoutControlCharacters(std::string_view text) {
     std::string line;
     line.reserve(text.size());
-    for (const char character : text) {
-        const auto byte = static_cast<unsigned char>(character);
-        if (byte == '\n')
+    while (!text.empty()) {
+        const std::size_t size = leadingControlCharacter(text);
+        if (text.front() == '\n')
             line += "\\n";
-        else if (byte < 0x20 || byte == 0x7F)
-            line += formatText("\\x%02x", static_cast<unsigned>(byte));
+        else if (size == 0)
+            line += text.front();
         else
-            line += character;
+            for (const unsigned char byte : text.substr(0, size))
+                line += formatText("\\x%02x", static_cast<unsigned>(byte));
+        text.remove_prefix(std::max<std::size_t>(size, 1));
     }
     return line;
 }

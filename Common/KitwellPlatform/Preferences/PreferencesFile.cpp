@@ -2,13 +2,10 @@
 
 #include <cerrno>
 #include <cstdio>
-#include <ctime>
 
 #include "KitwellPlatform/Files/AtomicFile.h"
 #include "KitwellPlatform/Files/FileAccess.h"
 #include "KitwellPlatform/Files/FileManager.h"
-#include "KitwellPlatform/Files/FileUrl.h"
-#include "KitwellPlatform/Files/NewFile.h"
 #include "KitwellPlatform/Logging/Log.h"
 #include "KitwellPlatform/Values/PropertyList.h"
 
@@ -22,20 +19,6 @@ bool isMissing(const Error& error) {
 
 void logFault(std::string_view doing, const Error& error) {
     writeLogLine("preferences: cannot " + std::string(doing) + ": " + error.description);
-}
-
-// The temporary files of writers that were killed. No write takes an hour; should one have slept that long,
-// its renaming fails, and it keeps its changes.
-void removeAbandonedFiles(const std::string& folder) {
-    constexpr std::time_t kAbandonedAfter = 3600;
-    const std::time_t now = std::time(nullptr);
-    for (const std::string& name : FileManager::namesInFolder(folder)) {
-        const std::string path = FileUrl(folder).appending(name).path();
-        struct stat status {};
-        if (name.starts_with(kTemporaryNamePrefix) && ::lstat(path.c_str(), &status) == 0 &&
-            S_ISREG(status.st_mode) && now - status.st_mtime > kAbandonedAfter) [[maybe_unused]]
-            const auto removed = FileManager::removeFile(path); // or whoever comes next tries
-    }
 }
 
 } // namespace
@@ -74,8 +57,7 @@ bool PreferencesFile::write(Dictionary content) {
         logFault("encode " + path_, bytes.error());
         return false;
     }
-    removeAbandonedFiles(folderOf(path_));
-    if (auto replaced = replaceFile(path_, bytes->bytes()); !replaced) {
+    if (auto replaced = replaceFile(path_, bytes->bytes(), {.sweepsFolder = true}); !replaced) {
         logFault("write " + path_, replaced.error());
         return false;
     }

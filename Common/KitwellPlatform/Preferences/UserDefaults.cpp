@@ -189,9 +189,11 @@ std::optional<Date> UserDefaults::dateForKey(std::string_view key) const {
     return value ? copied(value->asDate()) : std::nullopt;
 }
 
-void UserDefaults::setObjectForKey(Value value, std::string_view key) {
-    if (value.isNull())
-        return removeObjectForKey(key);
+bool UserDefaults::setObjectForKey(Value value, std::string_view key) {
+    if (value.isNull()) {
+        removeObjectForKey(key);
+        return true;
+    }
     // Refused here, since the file could never be written with it, nor with any other change. Looked at where
     // it will stand in the file, and moved there and back: values may be large.
     Dictionary domain;
@@ -201,9 +203,10 @@ void UserDefaults::setObjectForKey(Value value, std::string_view key) {
     if (!encoded) {
         writeLogLine("preferences: the value for '" + std::string(key) +
                      "' is refused: " + encoded.error().description);
-        return;
+        return false;
     }
     state_->changes.insert_or_assign(std::string(key), std::move(*root.asDictionary()->find(key)));
+    return true;
 }
 
 void UserDefaults::removeObjectForKey(std::string_view key) {

@@ -50,8 +50,8 @@ public:
     std::optional<double> doubleForKey(std::string_view key) const;
     std::optional<Date> dateForKey(std::string_view key) const;
 
-    // Null removes the key. A value that no property list can hold is refused with a log line.
-    void setObjectForKey(Value value, std::string_view key);
+    // Null removes the key. A value that no property list can hold is refused with a log line; false then.
+    bool setObjectForKey(Value value, std::string_view key);
     void removeObjectForKey(std::string_view key);
 
     // Writes the changes durably and takes over what others wrote. False, with a log line, when that failed:

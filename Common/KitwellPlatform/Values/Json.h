@@ -52,8 +52,8 @@ inline constexpr std::size_t kMaxJsonDuplicates = 100;
 // Reads a JSON text (RFC 8259) of at most `maxBytes`; a byte order mark in front is skipped. A number becomes
 // a 64-bit integer or a double when that is written with the very same text, else a NumberText, so that no
 // number is changed by reading and writing. Of several values under one key of a dictionary the last one
-// stays. An error tells its place in its description, and in the report if there is one. Beyond the range of
-// a double is a number that no double is near, and one whose digits before the point alone are. Any thread.
+// stays. An error tells its place in its description, and in the report if there is one; a number is one
+// when it is too large for a double. Any thread.
 PLATFORM_API Result<Value> parseJson(std::string_view text, std::size_t maxBytes = kMaxJsonBytes,
                                      JsonReport* report = nullptr);
 
@@ -61,7 +61,10 @@ enum class JsonLayout { Compact, Pretty };
 
 // The value as JSON: in one line, or in lines indented by four blanks and ended by a line break. The error
 // Unwritable for what JSON has no word for (a date, data, a number that is not finite, a text that is not
-// UTF-8, a NumberText that is no number) and for what is nested deeper than kMaxJsonDepth. Any thread.
-PLATFORM_API Result<Data> writeJson(const Value& root, JsonLayout layout);
+// UTF-8, a NumberText that is no number) and for what is nested deeper than kMaxJsonDepth; Size, as soon as
+// it shows, for more than `maxBytes` or kMaxJsonValues, so that all that is written can be read again.
+// Compact, a value never takes more bytes than the text that it was read from. Any thread.
+PLATFORM_API Result<Data> writeJson(const Value& root, JsonLayout layout,
+                                    std::size_t maxBytes = kMaxJsonBytes);
 
 } // namespace kitwell::platform

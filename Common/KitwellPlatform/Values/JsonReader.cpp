@@ -69,6 +69,56 @@ std::optional<Value> numberFrom(std::string_view characters) {
     return Value(NumberText{std::string(characters)});
 }
 
+std::size_t endOfDigits(std::string_view text, std::size_t at) {
+    return std::min(text.find_first_not_of("0123456789", at), text.size());
+}
+
+// Where the JSON number ends whose digits begin here.
+std::size_t endOfNumber(std::string_view text, std::size_t at) {
+    std::size_t end = text[at] == '0' ? at + 1 : endOfDigits(text, at);
+    if (text.substr(end).starts_with('.')) {
+        const std::size_t fraction = endOfDigits(text, end + 1);
+        end = fraction > end + 1 ? fraction : end;
+    }
+    if (end == text.size() || (text[end] != 'e' && text[end] != 'E'))
+        return end;
+    const std::size_t sign = text.substr(end + 1).find_first_of("+-") == 0 ? 1 : 0;
+    const std::size_t exponent = endOfDigits(text, end + 1 + sign);
+    return exponent > end + 1 + sign ? exponent : end;
+}
+
+std::size_t endOfString(std::string_view text, std::size_t quote) {
+    for (std::size_t at = quote + 1; at < text.size(); ++at) {
+        if (text[at] == '"')
+            return at + 1;
+        at += text[at] == '\\' ? 1 : 0;
+    }
+    return text.size();
+}
+
+// The parser judges the range of a number by its exponent or its digits alone, and so refuses some that a
+// double holds, as 0e999. It is given the text with harmless numbers of the same length in the place of long
+// ones; what is no number stays. Nothing when there are none.
+std::optional<std::string> withHarmlessNumbers(std::string_view text) {
+    constexpr std::size_t kAlwaysWithinRange = 300; // digits
+    std::optional<std::string> harmless;
+    for (std::size_t at = text.find_first_of("\"0123456789"); at != text.npos;
+         at = text.find_first_of("\"0123456789", at)) {
+        const bool isString = text[at] == '"';
+        const std::size_t end = isString ? endOfString(text, at) : endOfNumber(text, at);
+        const std::string_view number = text.substr(at, end - at);
+        const bool isPart =
+            end < text.size() && std::string_view("0123456789.eE+-").find(text[end]) != text.npos;
+        if (!isString && !isPart &&
+            (number.size() > kAlwaysWithinRange || number.find_first_of("eE") != number.npos)) {
+            harmless = harmless ? *std::move(harmless) : std::string(text);
+            harmless->replace(at, number.size(), number.size(), '0')[at + 1] = '.';
+        }
+        at = end;
+    }
+    return harmless;
+}
+
 // Takes what the parser meets, and builds the value from it. Answering false ends the parsing.
 class Builder {
 public:
@@ -77,8 +127,8 @@ public:
 
     bool Null() { return add(Value()); }
     bool Bool(bool boolean) { return add(boolean); }
-    bool RawNumber(const char* characters, SizeType length, bool) {
-        auto number = numberFrom({characters, length});
+    bool RawNumber(const char*, SizeType length, bool) {
+        auto number = numberFrom(text_.substr(stream_.Tell() - length, length)); // as it really stands there
         return number ? add(*std::move(number))
                       : fail(JsonFault::Number, "number beyond the range of a double");
     }
@@ -218,7 +268,8 @@ Result<Value> parseJson(std::string_view text, std::size_t maxBytes, JsonReport*
         return errorFor({JsonFault::Size, "more bytes than are let through", 0}, text, report);
     if (text.starts_with(kByteOrderMark))
         text.remove_prefix(kByteOrderMark.size());
-    rapidjson::MemoryStream stream(text.data(), text.size());
+    const auto harmless = withHarmlessNumbers(text);
+    rapidjson::MemoryStream stream(harmless ? harmless->data() : text.data(), text.size());
     Builder builder(text, stream, report);
     rapidjson::Reader reader;
     constexpr unsigned kFlags = rapidjson::kParseNumbersAsStringsFlag | rapidjson::kParseIterativeFlag |

@@ -1,7 +1,9 @@
+#include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <optional>
 #include <rapidjson/prettywriter.h>
-#include <rapidjson/stringbuffer.h>
+#include <string>
 
 #include "KitwellPlatform/Values/Json.h"
 #include "KitwellPlatform/Values/Text.h"
@@ -12,13 +14,40 @@ namespace {
 
 using rapidjson::SizeType;
 
-// Each function answers whether JSON has a word for what it was given.
+// What the library writes to. Indentation makes a small value large: what is beyond the bound is not kept.
+class BoundedText {
+public:
+    using Ch = char;
+    explicit BoundedText(std::size_t maxBytes) : maxBytes_(maxBytes) {}
+
+    void Put(char character) {
+        if (text_.size() < maxBytes_)
+            text_ += character;
+        else
+            isFull_ = true;
+    }
+    void Flush() {}
+    bool isFull() const { return isFull_; }
+    const std::string& text() const { return text_; }
+
+private:
+    std::size_t maxBytes_;
+    std::string text_;
+    bool isFull_ = false;
+};
+
+// Each function answers whether to go on: JSON has a word for what it was given, and it is within the bounds.
 template <class Writer>
 class ValueWriter {
 public:
-    explicit ValueWriter(Writer& writer) : writer_(writer) {}
+    ValueWriter(Writer& writer, const BoundedText& output) : writer_(writer), output_(output) {}
+
+    bool isTooLarge() const { return output_.isFull() || values_ > kMaxJsonValues; }
 
     bool write(const Value& value, std::size_t depth) {
+        ++values_;
+        if (isTooLarge())
+            return false;
         if (value.isNull())
             return writer_.Null();
         if (const bool* boolean = value.asBoolean())
@@ -80,28 +109,32 @@ private:
     }
 
     Writer& writer_;
+    const BoundedText& output_;
+    std::size_t values_ = 0;
 };
 
 template <class Writer>
-bool writeWith(rapidjson::StringBuffer& buffer, const Value& root) {
-    Writer writer(buffer);
-    return ValueWriter<Writer>(writer).write(root, 0);
+std::optional<JsonFault> writeWith(BoundedText& output, const Value& root) {
+    Writer writer(output);
+    ValueWriter<Writer> values(writer, output);
+    const bool isWritten = values.write(root, 0);
+    if (values.isTooLarge())
+        return JsonFault::Size;
+    return isWritten ? std::nullopt : std::optional(JsonFault::Unwritable);
 }
 
 } // namespace
 
-Result<Data> writeJson(const Value& root, JsonLayout layout) {
-    rapidjson::StringBuffer buffer;
+Result<Data> writeJson(const Value& root, JsonLayout layout, std::size_t maxBytes) {
     const bool isPretty = layout == JsonLayout::Pretty;
-    const bool isWritten = isPretty
-                               ? writeWith<rapidjson::PrettyWriter<rapidjson::StringBuffer>>(buffer, root)
-                               : writeWith<rapidjson::Writer<rapidjson::StringBuffer>>(buffer, root);
-    if (!isWritten)
-        return Error{std::string(kJsonErrorDomain), static_cast<std::int64_t>(JsonFault::Unwritable),
-                     "a value that JSON has no word for"};
-    if (isPretty)
-        buffer.Put('\n');
-    return Data(std::string_view(buffer.GetString(), buffer.GetSize()));
+    BoundedText output(maxBytes - std::min<std::size_t>(isPretty, maxBytes)); // less the line break
+    const auto fault = isPretty ? writeWith<rapidjson::PrettyWriter<BoundedText>>(output, root)
+                                : writeWith<rapidjson::Writer<BoundedText>>(output, root);
+    if (fault)
+        return Error{std::string(kJsonErrorDomain), static_cast<std::int64_t>(*fault),
+                     *fault == JsonFault::Size ? "more bytes or values than are let through"
+                                               : "a value that JSON has no word for"};
+    return Data(isPretty ? output.text() + '\n' : output.text());
 }
 
 } // namespace kitwell::platform

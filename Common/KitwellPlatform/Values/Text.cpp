@@ -139,6 +139,16 @@ std::optional<Utf8Character> firstUtf8Character(std::string_view text) {
     return Utf8Character{code, static_cast<std::size_t>(more) + 1};
 }
 
+std::size_t leadingControlCharacter(std::string_view text) {
+    if (text.empty())
+        return 0;
+    const auto first = static_cast<unsigned char>(text[0]);
+    if (first < 0x20 || first == 0x7F)
+        return 1;
+    const auto character = firstUtf8Character(text);
+    return character && character->code >= 0x80 && character->code < 0xA0 ? character->size : 0;
+}
+
 bool isValidUtf8(std::string_view text) {
     while (!text.empty()) {
         const auto character = firstUtf8Character(text);

@@ -23,6 +23,10 @@ PLATFORM_API std::optional<Utf8Character> firstUtf8Character(std::string_view te
 
 PLATFORM_API bool isValidUtf8(std::string_view text);
 
+// How many bytes the control character takes that the text begins with, of C0, DEL or C1; 0 when it begins
+// with none. Such a character could steer the terminal that the text is shown on.
+PLATFORM_API std::size_t leadingControlCharacter(std::string_view text);
+
 // The bytes as text when they are valid UTF-8, else nothing.
 PLATFORM_API std::optional<std::string> textFromUtf8(std::string_view bytes);
 

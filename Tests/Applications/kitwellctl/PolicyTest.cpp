@@ -34,6 +34,31 @@ Reply run(Words words, const Words& environment = {}) {
     return {program.wait(), output};
 }
 
+// Every text in the programs and libraries that could name a variable is one, and has this value.
+Words everyVariable(const std::string& value) {
+    const std::string build = std::filesystem::path(kProgram).parent_path().parent_path();
+    std::set<std::string> names{"HOME", "LIBRARY", "KITWELL_LIBRARY", "XDG_DATA_DIRS", "XDG_CONFIG_DIRS"};
+    for (const std::string& file :
+         {kProgram, build + "/Common/libKitwellPlatform.so", build + "/Common/libKitwellCommon.so"}) {
+        std::ifstream stream(file);
+        std::string name;
+        for (std::istreambuf_iterator<char> byte(stream), end; byte != end; ++byte) {
+            if (std::isupper(static_cast<unsigned char>(*byte)) || *byte == '_') {
+                name += *byte;
+                continue;
+            }
+            if (name.size() > 2 && name.size() < 40 && !name.starts_with("LD_"))
+                names.insert(name);
+            name.clear();
+        }
+    }
+    EXPECT_TRUE(names.contains("XDG_DATA_HOME") && names.contains("KITWELL_EXTENDED_LOGGING"));
+    Words environment;
+    for (const std::string& name : names)
+        environment.push_back(name + "=" + value);
+    return environment;
+}
+
 struct Step {
     Words words;
     int exitCode;
@@ -79,8 +104,12 @@ bool setsAndTells() {
         {{"explain", "NOTES"}, 0, {"com.corvalen.kitwell.Notes", R"("allowed":true)"}},
         {{"explain", "com.corvalen.kitwell.Counter"}, 0, {R"("allowed":false)", "does not name it"}},
         {{"explain", "Contr"}, 0, {R"("identifier":null,"allowed":false)", "'Counter'"}},
+        {{"set-tools", "Clock,,Notes"}, 0, {R"("done":"allowed: Clock, Notes")"}},
+        {{"check"}, 0, {"[]"}},
+        {{"set-tools", ","}, 0, {"no tool is allowed"}},
         {{"set-tools", "business-toolset-only"}, 0, {"done"}},
-        {{"explain", "RadioTuner"}, 0, {R"("allowed":false)"}},
+        {{"explain", "RadioTuner"}, 0, {R"("allowed":false)", "none of the tools for business"}},
+        {{"explain", "Clock"}, 0, {R"("allowed":true)", "one of the tools for business"}},
         {{"clear"}, 0, {"done"}},
         {{"disable-updates", "off"}, 0, {"done"}},
         {{"show"}, 0, {R"("key":"UpdatesDisabled","value":false)"}},
@@ -97,7 +126,7 @@ bool findsMistakes() {
         {"{\"UpdatesDisabled\": 1,\n \"UpdatesDisabled\": true}", {R"("line":2,"column":2,)", "twice"}},
         {R"({"WhiteToolList": [], "UpdatesDisabled": "on"})",
          {"'WhiteToolList'; did you mean 'WhiteToolsList'?", "neither true nor false"}},
-        {R"({"WhiteToolsList": ["Clok", 7, ""]})", {"did you mean 'Clock'", "no text", "named ''"}},
+        {R"({"WhiteToolsList": ["Clok", 7, ""]})", {"did you mean 'Clock'", "no text"}},
         {R"({"WhiteToolsList": ["Clock", "business-toolset-only"]})", {"do not count"}},
         {R"({"WhiteToolsList": []})", {"empty"}},
         {R"({"WhiteToolsList": true})", {"not an array"}},
@@ -107,7 +136,10 @@ bool findsMistakes() {
         if (!plays({{{"check"}, 1, row.findings}}))
             return false;
     }
-    if (!plays({{{"show"}, 0, {"no tool is allowed"}}}))
+    if (!plays({{{"show"}, 0, {"no tool is allowed"}}, {{"explain", "Clock"}, 0, {"false", "is no list"}}}))
+        return false;
+    std::ofstream(kPolicy) << "{\"deep\x7F\": " << std::string(511, '[') << std::string(511, ']') << "}";
+    if (!plays({{{"show"}, 0, {R"("key":"deep\u007f","value":[[[)", "]]]"}}}))
         return false;
     std::ofstream(kPolicy) << "{}";
     if (::chmod(kPolicy.c_str(), 0666) != 0 || ::chown(kPolicy.c_str(), 64123, 0) != 0)
@@ -116,9 +148,31 @@ bool findsMistakes() {
         {{{"check"}, 1, {"owned by 64123", "written by everybody", "has mode 0666 and group root"}}});
 }
 
+// With no file, and with something else in the folder's place.
+bool findsMistakesInFolders() {
+    const std::string folder = KWSPathHelper::dirPath();
+    std::filesystem::remove(kPolicy);
+    if (::chmod(folder.c_str(), 0777) != 0 || ::chmod("/Library/Application Support", 0700) != 0)
+        return false;
+    if (!plays({{{"check"}, 1, {"written by everybody", "has mode 0777", "entered by every user"}}}))
+        return false;
+    ::chmod("/Library/Application Support", 0775);
+    std::filesystem::remove(folder);
+    std::ofstream(folder) << "";
+    return plays({{{"check"}, 1, {"of the wrong kind", "cannot be read, so there is no policy"}},
+                  {{"set-tools", "Clock"}, 1, {"something else than a file"}}}) &&
+           std::filesystem::remove(folder);
+}
+
 bool setsAsideWhatCannotBeRead() {
+    std::filesystem::create_directories(KWSPathHelper::dirPath());
+    ::chmod(KWSPathHelper::dirPath().c_str(), 0775);
     std::ofstream(kPolicy) << "no JSON";
-    return plays({{{"show"}, 1, {"error"}}, {{"set-tools", "Clock"}, 0, {"set aside"}}, {{"check"}, 0, {}}});
+    return plays({{{"show"}, 1, {"error"}},
+                  {{"explain", "Counter"}, 0, {"true", "cannot be read, so every tool is allowed"}},
+                  {{"set-tools", "Clock"}, 0, {"set aside"}}}) &&
+           run({"explain", "Notes"}, everyVariable("/tmp")).output.find("\"allowed\":false") !=
+               content().npos;
 }
 
 bool refusesAnOrdinaryUser() {
@@ -137,8 +191,10 @@ bool refusesAnOrdinaryUser() {
 CHILD_BODY(administersAMachine) {
     if (!platform::administratorsGroup() || !enterPrivateMachine(arguments[0]))
         return kNotPossible;
-    return setsAndTells() && findsMistakes() && setsAsideWhatCannotBeRead() && refusesAnOrdinaryUser() ? 0
-                                                                                                       : 1;
+    return setsAndTells() && findsMistakes() && findsMistakesInFolders() && setsAsideWhatCannotBeRead() &&
+                   refusesAnOrdinaryUser()
+               ? 0
+               : 1;
 }
 
 TEST(KitwellctlPolicy, IsSetCheckedAndExplainedAndAnOrdinaryUserIsRefused) {
@@ -154,30 +210,7 @@ TEST(KitwellctlPolicy, IsSetCheckedAndExplainedAndAnOrdinaryUserIsRefused) {
     EXPECT_EQ(ending, 0) << said;
 }
 
-// Every text in the programs and libraries that could name a variable is one, and points elsewhere.
 TEST(KitwellctlPolicy, NoVariableOfTheEnvironmentMovesIt) {
     const TestHome home;
-    const std::string build = std::filesystem::path(kProgram).parent_path().parent_path();
-    std::set<std::string> names{"HOME", "LIBRARY", "KITWELL_LIBRARY", "XDG_DATA_DIRS", "XDG_CONFIG_DIRS"};
-    for (const std::string& file :
-         {kProgram, build + "/Common/libKitwellPlatform.so", build + "/Common/libKitwellCommon.so"}) {
-        std::ifstream stream(file);
-        std::string name;
-        for (std::istreambuf_iterator<char> byte(stream), end; byte != end; ++byte) {
-            if (std::isupper(static_cast<unsigned char>(*byte)) || *byte == '_') {
-                name += *byte;
-                continue;
-            }
-            if (name.size() > 2 && name.size() < 40 && !name.starts_with("LD_"))
-                names.insert(name);
-            name.clear();
-        }
-    }
-    EXPECT_TRUE(names.contains("XDG_DATA_HOME") && names.contains("KITWELL_EXTENDED_LOGGING"));
-    Words environment;
-    for (const std::string& name : names)
-        environment.push_back(name + "=" + home.path());
-    const Reply moved = run({"path"}, environment);
-    EXPECT_EQ(moved.output, "{\"path\":\"" + kPolicy + "\"}\n");
-    EXPECT_EQ(moved.exitCode, 0);
+    EXPECT_EQ(run({"path"}, everyVariable(home.path())).output, "{\"path\":\"" + kPolicy + "\"}\n");
 }

@@ -131,6 +131,27 @@ TEST_F(AdminStorage, EachFailureHasItsCodeAndItsLine) {
         log.lines[1].starts_with("Unable to write into file " + KWSPathHelper::filePath() + ". Error "));
     EXPECT_EQ(std::filesystem::file_size(home.path("victim")), 11U);
 
+    // A symlink in the folder's place: what it leads to is neither written nor moved.
+    std::filesystem::remove(KWSPathHelper::filePath());
+    std::filesystem::rename(KWSPathHelper::dirPath(), home.path("elsewhere"));
+    std::filesystem::create_directory_symlink(home.path("elsewhere"), KWSPathHelper::dirPath());
+    EXPECT_EQ(store->saveToDisk(), KWS_ERR_WRITE_SYMLINK);
+    std::ofstream(home.path("elsewhere/settings.conf")) << "no JSON";
+    EXPECT_FALSE(KWSAdminStorage::create(0, errorCode));
+    EXPECT_EQ(errorCode, KWS_ERR_WRITE_SYMLINK);
+    EXPECT_TRUE(FileManager::fileExists(home.path("elsewhere/settings.conf")));
+    std::filesystem::remove(KWSPathHelper::dirPath());
+
+    // No backup can be made, since its name is taken; the file is replaced all the same.
+    writeSettings("no JSON");
+    const auto now = static_cast<std::int64_t>(platform::Date::now().unixTime());
+    for (std::int64_t second = now; second < now + 30; ++second)
+        std::ofstream(KWSPathHelper::filePath() + ".backup." + std::to_string(second)) << "";
+    log.lines.clear();
+    ASSERT_TRUE(openOrMake());
+    EXPECT_TRUE(log.lines.at(0).starts_with("Unable to create backup for " + KWSPathHelper::filePath() +
+                                            ". Error move "));
+
     // What JSON has no word for.
     platform::Error error;
     EXPECT_FALSE(KWSAdminStorage::dataFromDict({{"date", platform::Date{0}}}, error));
@@ -162,6 +183,23 @@ TEST_F(AdminStorage, ValuesSurviveUnchangedAndChangesReachTheDiskOnlyWhenSaved) 
     EXPECT_EQ(live.size(), 1U);
 }
 
+TEST_F(AdminStorage, WhatWasReadCanBeSavedAndWhatIsSavedCanBeRead) {
+    std::string ones;
+    for (int count = 0; count < 8000; ++count)
+        ones += ",1";
+    // Indented it would exceed the bound of reading.
+    writeSettings("{\"a\":" + std::string(500, '[') + "1" + ones + std::string(500, ']') + "}");
+    const auto store = openOrMake();
+    EXPECT_EQ(store->saveToDisk(), 0);
+    EXPECT_EQ(openOnly(), 0);
+    const std::string before = settings();
+    store->setValueForKey(std::string(kKWSMaxSettingsBytes, 'x'), "b");
+    const LogLines log;
+    EXPECT_EQ(store->saveToDisk(), KWS_ERR_JSON_SIZE);
+    EXPECT_EQ(log.lines.size(), 1U);
+    EXPECT_TRUE(settings() == before);
+}
+
 TEST_F(AdminStorage, TheTruthOfAValueIsThatOfANumberOrOfAPersonsAnswer) {
     writeSettings(
         R"({"t": [true, 1, -1, 0.5, 18446744073709551616, 1.0, "Yes", "true", " \t\n+001", "-7", "0y"],
@@ -178,29 +216,50 @@ TEST_F(AdminStorage, TheTruthOfAValueIsThatOfANumberOrOfAPersonsAnswer) {
 }
 
 TEST_F(AdminStorage, ASaverThatIsKilledAnywhereLeavesTheFileWholeAndItsRights) {
-    ASSERT_TRUE(openOrMake());
+    // At the very first opening, nobody is shut out: there is no file, or one that everybody may read.
+    const auto removeAll = [&] { std::filesystem::remove_all(home.path("Library")); };
+    EXPECT_GT(killAtEachSyscall(
+                  removeAll, [] { openOrMake(); },
+                  [] {
+                      for (const std::string& folder : settingsFolders(KWSPathHelper::filePath())) {
+                          if (FileManager::folderExists(folder))
+                              expectAdministrators(folder, 0775);
+                      }
+                      if (const auto code = openOnly(); code != 0)
+                          EXPECT_EQ(code, KWS_ERR_READ_MISSING);
+                      else
+                          EXPECT_EQ(std::filesystem::status(KWSPathHelper::filePath()).permissions() &
+                                        std::filesystem::perms::others_read,
+                                    std::filesystem::perms::others_read);
+                  }),
+              30U);
     const auto save = [](const std::string& value) {
         const auto store = openOrMake();
         store->setValueForKey(platform::Value(value), "key");
         EXPECT_EQ(store->saveToDisk(), 0);
     };
+    const auto saveAnew = [&] {
+        removeAll(); // or each file that was left would be one more to look at
+        save("old");
+    };
     std::string last;
-    EXPECT_GT(killAtEachSyscall([&] { save("old"); }, [&] { save("new"); },
-                                [&] {
-                                    std::int64_t errorCode = 0;
-                                    const auto store = KWSAdminStorage::create(1, errorCode);
-                                    ASSERT_TRUE(store) << errorCode << ": " << settings();
-                                    last = *store->valueForKey("key")->asText();
-                                    EXPECT_TRUE(last == "old" || last == "new");
-                                    expectAdministrators(KWSPathHelper::filePath(), 0664);
-                                }),
+    EXPECT_GT(killAtEachSyscall(
+                  saveAnew, [&] { save("new"); },
+                  [&] {
+                      std::int64_t errorCode = 0;
+                      const auto store = KWSAdminStorage::create(1, errorCode);
+                      ASSERT_TRUE(store) << errorCode << ": " << settings();
+                      last = *store->valueForKey("key")->asText();
+                      EXPECT_TRUE(last == "old" || last == "new");
+                      expectAdministrators(KWSPathHelper::filePath(), 0664);
+                  }),
               15U);
     EXPECT_EQ(last, "new");
 }
 
 CHILD_BODY(savesAgainAndAgain) {
     platform::setMachineLibraryForTests(arguments[0]);
-    for (int round = 0; round < 50; ++round) {
+    for (int round = 0; round < 10; ++round) {
         const auto store = openOrMake();
         store->setValueForKey(std::string(20'000, arguments[1][0]), "key");
         if (store->saveToDisk() != 0)
@@ -210,17 +269,26 @@ CHILD_BODY(savesAgainAndAgain) {
 }
 
 TEST_F(AdminStorage, TwoSaversAtOnceNeverLeaveHalfAFileNorASecondOne) {
-    ASSERT_TRUE(openOrMake());
-    auto one = ChildProcess::body("savesAgainAndAgain", {home.path("Library"), "a"});
-    auto other = ChildProcess::body("savesAgainAndAgain", {home.path("Library"), "b"});
-    for (int endings = 0; endings < 2;) {
-        EXPECT_EQ(openOnly(), 0);
-        for (ChildProcess* saver : {&one, &other}) {
-            if (saver->pid() > 0 && saver->wait(std::chrono::milliseconds(0)) == 0)
-                ++endings;
+    for (int round = 0; round < 5; ++round) { // the first opening, too, is done by both at once
+        std::filesystem::remove_all(home.path("Library"));
+        auto one = ChildProcess::body("savesAgainAndAgain", {home.path("Library"), "a"});
+        auto other = ChildProcess::body("savesAgainAndAgain", {home.path("Library"), "b"});
+        for (bool wasThere = false; one.wait(std::chrono::milliseconds(0)) == -1;) {
+            const std::int64_t code = openOnly();
+            EXPECT_TRUE(code == 0 || (!wasThere && code == KWS_ERR_READ_MISSING)) << code;
+            wasThere = wasThere || code == 0;
         }
+        EXPECT_EQ(one.wait(), 0);
+        EXPECT_EQ(other.wait(), 0);
+        EXPECT_EQ(FileManager::namesInFolder(KWSPathHelper::dirPath()).size(), 1U);
     }
-    EXPECT_EQ(FileManager::namesInFolder(KWSPathHelper::dirPath()).size(), 1U);
+    // What a killed saver left goes, once nobody can be at work on it.
+    const std::string left = KWSPathHelper::dirPath() + "/.temporary-1";
+    std::ofstream(left) << "";
+    std::filesystem::last_write_time(left,
+                                     std::filesystem::file_time_type::clock::now() - std::chrono::hours(2));
+    EXPECT_EQ(openOrMake()->saveToDisk(), 0);
+    EXPECT_FALSE(FileManager::fileExists(left));
 }
 
 // Saves more than the disk takes that Library stands on.
@@ -253,7 +321,10 @@ CHILD_BODY(triesAsAnOrdinaryUser) {
     if (::setgid(64123) != 0 || ::setuid(64123) != 0)
         return 1;
     std::int64_t errorCode = 0;
+    const LogLines log;
     const auto store = KWSAdminStorage::create(0, errorCode);
+    for (const std::string& line : log.lines)
+        say(line);
     return static_cast<int>(store ? store->saveToDisk() : errorCode);
 }
 
@@ -269,6 +340,15 @@ TEST_F(AdminStorage, AnOrdinaryUserReadsButChangesNothing) {
     EXPECT_EQ(tryIt(), KWS_ERR_WRITE_DENIED) << "with a file that cannot be read";
     EXPECT_EQ(settings(), "{}\n");
     EXPECT_EQ(FileManager::namesInFolder(KWSPathHelper::dirPath()).size(), 1U);
+
+    // Whose folder it is makes the file there, and cannot give it away.
+    std::filesystem::remove(KWSPathHelper::filePath());
+    ASSERT_EQ(::chown(KWSPathHelper::dirPath().c_str(), 64123, 64123), 0);
+    ChildProcess owner = ChildProcess::body("triesAsAnOrdinaryUser", {home.path("Library")});
+    const std::string file = KWSPathHelper::filePath();
+    EXPECT_TRUE(owner.waitForLine("Unable to set permissions to file '" + file + "' due error 201, "));
+    EXPECT_TRUE(owner.waitForLine("Unable to set permiss file " + file + ". Error "));
+    EXPECT_EQ(owner.wait(), KWS_ERR_WRITE_DENIED);
 }
 
 TEST_F(AdminStorage, AFileThatOthersMayWriteIsReportedAndStillHonoured) {
@@ -297,4 +377,11 @@ TEST_F(AdminStorage, AFileThatOthersMayWriteIsReportedAndStillHonoured) {
         for (std::size_t at = 0; at < log.lines.size(); ++at)
             EXPECT_TRUE(log.lines[at].ends_with(row.endings[at])) << log.lines[at];
     }
+    writeSettings("{}");
+    ASSERT_EQ(::chmod(home.path("Library").c_str(), 0777), 0);
+    const LogLines log;
+    EXPECT_EQ(openOnly(), 0);
+    EXPECT_EQ(log.lines, (std::vector<std::string>{"Settings are not protected: '" + home.path("Library") +
+                                                   "' may be written by everybody, not only by the "
+                                                   "administrators"}));
 }

@@ -1,12 +1,14 @@
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
+#include <regex>
 #include <sys/stat.h>
 
 #include "KitwellCommon/KitwellCommon.h"
 #include "KitwellPlatform/Files/AtomicFile.h"
 #include "KitwellPlatform/Files/FileManager.h"
 #include "Support/ChildProcess.h"
+#include "Support/KilledAtSyscall.h"
 #include "Support/LogLines.h"
 #include "Support/TestBundle.h"
 #include "Support/TestHome.h"
@@ -79,7 +81,7 @@ TEST_F(Resources, EachLevelOfTheRegistryIsReadAsMissingOrReplacedWhereItIsOfAWro
 CHILD_BODY(chooses) {
     const LogLines log;
     say(ResourceManager::getMostActualResourcePath("tool.bin"));
-    say(log.lines.at(0));
+    say(log.lines.empty() ? "nothing is logged" : log.lines[0]);
     const Version version = ResourceManager::getMostActualResourceVersion("tool.bin", arguments[0]);
     say(VersionManager::versionToStringReportForm(version));
     return 0;
@@ -125,6 +127,9 @@ TEST_F(Resources, TheSharedCopyIsUsedOnlyIfItIsNewerThanTheApplicationAndExecuta
                                         " resource tool.bin with version " + used);
         EXPECT_EQ(child.readLine(), used);
     }
+    ChildProcess quiet = ChildProcess::program(tool, {"--child", "chooses", kBundleId});
+    EXPECT_TRUE(quiet.waitForLine("nothing is logged"));
+    EXPECT_EQ(ResourceManager::choose("../Info.plist", kBundleId, &bundle).path, "");
     // Another process does not know the application: any shared version is newer.
     SharedResource("tool.bin", kBundleId).setPath(executable);
     EXPECT_EQ(ResourceManager::getMostActualResourceVersion("tool.bin", kBundleId), (Version{4, 2, 1, 3376}));
@@ -143,6 +148,62 @@ TEST_F(Resources, PublishingMovesTheFileSetsTheModeOfAnExecutableAndRegistersBot
         EXPECT_FALSE(FileManager::fileExists(home.path("new")));
         EXPECT_EQ(registry(), (Dictionary{{kBundleId, Dictionary{{"tool.bin", record}}}}));
     }
+    // Published again, under another name of the very file and in its own place.
+    std::filesystem::create_hard_link(place, home.path("new"));
+    const LogLines quiet;
+    publish(home.path("new"), "tool.bin");
+    EXPECT_FALSE(FileManager::fileExists(home.path("new")));
+    publish(place, "tool.bin");
+    EXPECT_EQ(platform::readFile(place, 100)->text(), "content");
+}
+
+TEST_F(Resources, APublisherThatIsKilledAnywhereLeavesThePathBeforeTheVersionAndTheEarlierFileByItsName) {
+    const std::string folder = FileUrl(place).deletingLastPathComponent().path();
+    const LogLines quiet;
+    bool wasBackupSeen = false;
+    bool wasPathSeenAlone = false;
+    killAtEachSyscall(
+        [&] {
+            std::filesystem::remove_all(container); // or each left file would be one more to look at
+            std::filesystem::create_directories(folder);
+            writeFile(place, "old");
+            writeFile(home.path("new"), "new");
+        },
+        [&] { publish(home.path("new"), "tool.bin"); },
+        [&] {
+            const SharedResource left("tool.bin", kBundleId);
+            EXPECT_TRUE(left.path() || !left.version());
+            wasPathSeenAlone = wasPathSeenAlone || (left.path() && !left.version());
+            EXPECT_TRUE(platform::readFile(place, 100));
+            for (const std::string& name : FileManager::namesInFolder(folder)) {
+                EXPECT_TRUE(std::regex_match(name, std::regex("tool\\.bin(_[0-9]{9}\\.[0-9]{6}\\.bak)?")))
+                    << name;
+                wasBackupSeen = wasBackupSeen || name != "tool.bin";
+            }
+        });
+    EXPECT_TRUE(wasBackupSeen && wasPathSeenAlone);
+}
+
+// Publishes a file of root's, which another user may move but not change.
+CHILD_BODY(publishesWhatIsNotItsOwn) {
+    if (::setgid(64123) != 0 || ::setuid(64123) != 0)
+        return 1;
+    const LogLines log;
+    publish(arguments[0], "tool.bin", kResourceTypeExecutable);
+    say(log.lines.at(0));
+    return registry() ? 1 : 0;
+}
+
+TEST_F(Resources, AModeThatCannotBeSetIsLoggedAndNothingIsRegistered) {
+    if (::geteuid() != 0)
+        GTEST_SKIP() << "takes two users";
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(home.path()))
+        ASSERT_EQ(::chown(entry.path().c_str(), 64123, 64123), 0);
+    ASSERT_EQ(::chown(home.path().c_str(), 64123, 64123), 0);
+    ChildProcess child =
+        ChildProcess::body("publishesWhatIsNotItsOwn", {writeFile(home.path("new"), "content")});
+    EXPECT_TRUE(child.waitForLine("Error while setting attributes: "));
+    EXPECT_EQ(child.wait(), 0);
 }
 
 TEST_F(Resources, WhatIsRefusedOrFailsIsLoggedAndLeavesRegistryAndFolderAlone) {
@@ -152,11 +213,13 @@ TEST_F(Resources, WhatIsRefusedOrFailsIsLoggedAndLeavesRegistryAndFolderAlone) {
         const LogLines log;
         publish(file, name);
         publish(file, "tool.bin", 0, name);
-        ASSERT_EQ(log.lines.size(), 2U) << name;
+        ResourceManager::setNotifyOnUpdate(true, name, kBundleId);
+        ASSERT_EQ(log.lines.size(), 3U) << name;
         for (const std::string& line : log.lines)
             EXPECT_TRUE(line.ends_with(" is refused: not the name of a file")) << line;
     }
     EXPECT_FALSE(FileManager::fileExists(container + "/Resources"));
+    EXPECT_FALSE(SharedResource("tool.bin", kBundleId).setPath("not\xFFutf8"));
 
     const auto logged = [&](const std::string& from) {
         const LogLines log;

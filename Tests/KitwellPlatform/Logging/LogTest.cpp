@@ -18,7 +18,7 @@ CHILD_BODY(logger) {
     } else {
         ::setenv("JOURNAL_STREAM", "1:1", 1); // inherited from a parent that ran under the journal
     }
-    writeLogLine("one\nline\x1b[2J\x7f ü");
+    writeLogLine("one\nline\x1b[2J\x7f\xC2\x9B ü");
     writeLogLine("two");
     return 0;
 }
@@ -35,6 +35,6 @@ TEST(Log, ALineStaysOneLineAndControlCharactersDoNotReachTheTerminal) {
     };
     const auto plain = linesOf({home.path("log")});
     ASSERT_EQ(plain.size(), 2U);
-    EXPECT_NE(plain[0].find("]: one\\nline\\x1b[2J\\x7f ü"), std::string::npos) << plain[0];
+    EXPECT_NE(plain[0].find("]: one\\nline\\x1b[2J\\x7f\\xc2\\x9b ü"), std::string::npos) << plain[0];
     EXPECT_EQ(linesOf({home.path("journal"), "journal"})[1], "<6>two");
 }

@@ -26,7 +26,8 @@ TEST(Json, WhatIsReadIsWrittenWithEveryDigitAndInItsOrder) {
              "[0,-0,1,-1,1.0,1e5,1E5,1e+05,0.1,0.10,-1.5e-7,100000000000000000000,1e308,5e-324,1e-400,0e5]",
              "[9223372036854775807,-9223372036854775808,9223372036854775808,18446744073709551615]",
              "[18446744073709551616,0.1234567890123456789012345678901234567890,-123456789012345678901]",
-             "[" + longInteger + ",-" + longInteger + "." + longInteger + "]"}) {
+             "[" + longInteger + ",-" + longInteger + "." + longInteger + "]",
+             "[\"0e309\\\"\",0e309,0.0e400,-0e999,1" + repeated("0", 400) + "e-399]"}) {
         const auto value = parseJson(text);
         ASSERT_TRUE(value) << text << ": " << value.error().description;
         EXPECT_EQ(written(*value), text);
@@ -52,6 +53,10 @@ TEST(Json, WhatIsNoJsonIsAnErrorWithItsPlace) {
         {"[1,\n 2,\n ]", JsonFault::Syntax, {3, 2}},
         {"{\"é\": 01}", JsonFault::Syntax, {1, 8}},
         {"NaN", JsonFault::Syntax, {1, 1}},
+        {"[1e5e5]", JsonFault::Syntax, {1, 5}},
+        {"[--1e5]", JsonFault::Syntax, {1, 3}},
+        {"[0,1e400]", JsonFault::Number, {1, 4}},
+        {"[.5]", JsonFault::Syntax, {1, 2}},
         {"[1.]", JsonFault::Syntax, {1, 4}},
         {"[\"\xC3(\"]", JsonFault::Encoding, {1, 3}},
         {"[\"a\nb\"]", JsonFault::Syntax, {1, 4}},
@@ -99,6 +104,10 @@ TEST(Json, WhatJsonHasNoWordForIsNotWritten) {
          Array{Date{0}, Data("x"), std::nan(""), -HUGE_VAL, "\xFF", Dictionary{{"\xFF", 1}}, deep,
                NumberText{"1,2"}, NumberText{""}, NumberText{" 1"}, NumberText{"\"1\""}, NumberText{"1e999"}})
         EXPECT_EQ(written(Array{value}), "refused");
+    const auto sizeFault = static_cast<std::int64_t>(JsonFault::Size);
+    EXPECT_EQ(writeJson(std::string(100, 'x'), JsonLayout::Pretty, 102).error().code, sizeFault);
+    EXPECT_EQ(writeJson(std::string(100, 'x'), JsonLayout::Compact, 102)->size(), 102U);
+    EXPECT_EQ(writeJson(Array(kMaxJsonValues), JsonLayout::Compact).error().code, sizeFault);
     EXPECT_TRUE(Value(NumberText{"0.10"}).truth());
     EXPECT_FALSE(Value(NumberText{"0.0e10"}).truth());
 }
