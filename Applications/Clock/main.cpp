@@ -1,4 +1,5 @@
-// A tool whose menu text is the local time, on each second. It is on while it runs.
+// A tool whose menu text is the local time, on each second. It is on while it runs. A click on its menu icon
+// takes the seconds away, and brings them back.
 
 #include <chrono>
 #include <cmath>
@@ -11,6 +12,7 @@
 #include "KitwellPlatform/RunLoop/RunLoop.h"
 #include "Shared/Canvas.h"
 #include "Shared/Policy.h"
+#include "Shared/UsageLog.h"
 
 namespace kitwell::applications {
 
@@ -41,14 +43,22 @@ class Clock {
 public:
     Clock() {
         client_.setToolIcon(clockFace(64, 10, 10, {235, 240, 250}, {20, 40, 90}));
+        client_.setClickMenuIconBlock([this] { switchSeconds(); });
         client_.setToolStatus(ToolStatusOn);
         showTime();
     }
 
 private:
+    void switchSeconds() {
+        showsSeconds_ = !showsSeconds_;
+        showTime();
+        UsageLog::action("SwitchSeconds", platform::Dictionary{{"seconds", showsSeconds_}});
+    }
+
     void showTime() {
         const std::tm time = localTime();
-        client_.setMenuText(platform::formatText("%02d:%02d:%02d", time.tm_hour, time.tm_min, time.tm_sec));
+        client_.setMenuText(platform::formatText("%02d:%02d", time.tm_hour, time.tm_min) +
+                            (showsSeconds_ ? platform::formatText(":%02d", time.tm_sec) : ""));
         if (time.tm_min != shownMinute_) {
             shownMinute_ = time.tm_min;
             platform::Image icon = clockFace(18, time.tm_hour, time.tm_min, {0, 0, 0, 40}, {0, 0, 0, 255});
@@ -71,6 +81,7 @@ private:
     ToolDataClientProvider client_;
     platform::Timer timer_;
     int shownMinute_ = -1;
+    bool showsSeconds_ = true;
 };
 
 } // namespace
@@ -80,6 +91,7 @@ private:
 int main() {
     if (!kitwell::applications::checkToolIsAllowed())
         return 1;
+    const kitwell::applications::UsageLog usage;
     const kitwell::applications::Clock clock;
     return kitwell::platform::Application::shared().run();
 }

@@ -10,6 +10,7 @@
 #include "KitwellPlatform/Preferences/UserDefaults.h"
 #include "Shared/Canvas.h"
 #include "Shared/Policy.h"
+#include "Shared/UsageLog.h"
 
 namespace kitwell::applications {
 
@@ -71,6 +72,7 @@ private:
         preferences.setObjectForKey(clicks_, kClicksKey);
         preferences.synchronize();
         showClicks();
+        UsageLog::action("Count", {}, platform::Dictionary{{"clicks", clicks_}});
     }
 
     void showClicks() {
@@ -89,6 +91,7 @@ private:
 int main() {
     if (!kitwell::applications::checkToolIsAllowed())
         return 1;
+    const kitwell::applications::UsageLog usage;
     const kitwell::applications::Counter counter;
     return kitwell::platform::Application::shared().run();
 }

@@ -16,6 +16,7 @@
 #include "KitwellPlatform/Preferences/UserDefaults.h"
 #include "KitwellPlatform/RunLoop/RunLoop.h"
 #include "Shared/Policy.h"
+#include "Shared/UsageLog.h"
 
 namespace kitwell::applications {
 
@@ -105,6 +106,7 @@ private:
         const bool answered = client_.requestSandboxAccessCommand(
             sandboxSpecialRequest(client_.toolId(), ToolDesktopDirectory));
         const auto folder = answered ? client_.sandboxReplyDir() : std::nullopt;
+        UsageLog::action("Report", {}, platform::Dictionary{{"granted", folder.has_value()}});
         const std::string moment = platform::Date::now().iso8601().value_or("");
         if (!folder)
             KWLogVariadic("no report: the agent granted no folder");
@@ -127,6 +129,7 @@ private:
 int main() {
     if (!kitwell::applications::checkToolIsAllowed())
         return 1;
+    const kitwell::applications::UsageLog usage;
     const kitwell::applications::DiskSpace diskSpace;
     return kitwell::platform::Application::shared().run();
 }

@@ -6,6 +6,7 @@
 
 #include "KitwellPlatform/Applications/Application.h"
 #include "KitwellPlatform/Applications/Workspace.h"
+#include "Shared/UsageLog.h"
 
 namespace kitwell::applications {
 
@@ -53,6 +54,8 @@ void Commands::launch(const ToolDataAgentProvider& tool) {
     const auto process = platform::Workspace::launchApplication(platform::FileUrl(tool.name()),
                                                                 platform::LaunchOptions::Default);
     const std::string name = displayName(tool);
+    UsageLog::action("Launch", platform::Dictionary{{"tool", tool.bundleId()}},
+                     platform::Dictionary{{"done", bool(process)}});
     if (process)
         display_.say(platform::formatText("launched %@: process %d", name, *process));
     else

@@ -1,5 +1,6 @@
 // The agent: lists the tools of the suite with what each presents, passes on the commands of the person at
-// the terminal, carries the tools' launch schedules out, and asks for access to folders on their behalf.
+// the terminal, carries the tools' launch schedules out, asks for access to folders on their behalf, and has
+// the reports of usage collected.
 
 #include <cerrno>
 #include <cstdio>
@@ -9,11 +10,13 @@
 #include "CommandReader.h"
 #include "Commands.h"
 #include "Display.h"
+#include "KitwellCommon/Telemetry/CEPLogClass.h"
 #include "KitwellPlatform/Applications/Application.h"
 #include "KitwellPlatform/Files/LockedFile.h"
 #include "KitwellPlatform/Files/SearchPaths.h"
 #include "KitwellPlatform/Interface/Dialogs.h"
 #include "Schedules.h"
+#include "Shared/UsageLog.h"
 #include "ToolList.h"
 
 namespace kitwell::applications {
@@ -63,6 +66,9 @@ int runAgent(const Options& options) {
     const auto lock = becomeTheAgent();
     if (!lock)
         return 1;
+    const UsageLog usage;
+    if (CEPLogClass* telemetry = CEPLogClass::sharedInstance())
+        telemetry->initGrab();
     ToolDataServerProvider::sharedInstance();
     ToolList tools;
     Display display(tools);

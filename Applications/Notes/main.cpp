@@ -6,6 +6,7 @@
 #include "KitwellPlatform/Preferences/UserDefaults.h"
 #include "Shared/Canvas.h"
 #include "Shared/Policy.h"
+#include "Shared/UsageLog.h"
 
 namespace kitwell::applications {
 
@@ -43,6 +44,7 @@ private:
         preferences.setObjectForKey(notes_, kNotesKey);
         preferences.synchronize();
         show();
+        UsageLog::action("Note", {}, platform::Dictionary{{"notes", std::uint64_t{notes_.size()}}});
     }
 
     void show() {
@@ -64,6 +66,7 @@ private:
 int main() {
     if (!kitwell::applications::checkToolIsAllowed() || !kitwell::ToolRequirements::checkToolCanRun())
         return 1;
+    const kitwell::applications::UsageLog usage;
     const kitwell::applications::Notes notes;
     return kitwell::platform::Application::shared().run();
 }

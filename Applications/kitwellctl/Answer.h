@@ -22,6 +22,8 @@ struct Answer {
     static Answer findings(platform::Array rows, std::string allIsWell) {
         return {rows.empty() ? ExitCode::Done : ExitCode::Failed, std::move(rows), std::move(allIsWell)};
     }
+    // Of one that describes something: each entry stands on a line of its own, rows in a table.
+    static Answer facts(platform::Dictionary data) { return {ExitCode::Done, std::move(data), ""}; }
     static Answer done(std::string sentence, platform::Dictionary data) {
         return {ExitCode::Done, std::move(data), std::move(sentence)};
     }

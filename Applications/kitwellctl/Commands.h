@@ -35,5 +35,6 @@ std::span<const Command> resourceCommands();
 std::span<const Command> loginCommands();
 std::span<const Command> policyCommands();
 std::span<const Command> exportCommands();
+std::span<const Command> telemetryCommands();
 
 } // namespace kitwell::applications

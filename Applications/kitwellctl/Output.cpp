@@ -24,7 +24,7 @@ std::string cell(const Value& value) {
         return printable(*text);
     if (const platform::Date* date = value.asDate())
         return date->iso8601().value_or("-");
-    return value.isNull() ? "-" : jsonText(value);
+    return value.isNull() ? "-" : printable(jsonText(value));
 }
 
 std::string heading(std::string key) {
@@ -63,7 +63,22 @@ std::string tableText(const std::vector<Row>& table) {
     return text;
 }
 
+std::string factsText(const platform::Dictionary& facts) {
+    std::string text;
+    for (const auto& [key, value] : facts) {
+        const Array* rows = value.asArray();
+        text += key + ": " +
+                (!rows           ? cell(value) + "\n"
+                 : rows->empty() ? "-\n"
+                                 : "\n" + tableText(cells(*rows)));
+    }
+    return text;
+}
+
 std::string textFor(const Answer& answer) {
+    const platform::Dictionary* facts = answer.data.asDictionary();
+    if (facts && answer.sentence.empty())
+        return factsText(*facts);
     const Array* rows = answer.data.asArray();
     return rows && (!rows->empty() || answer.sentence.empty()) ? tableText(cells(*rows))
                                                                : printable(answer.sentence) + "\n";

@@ -1,5 +1,5 @@
-// The suite at the command line: looks at tools, schedules, grants and the policy, and acts on them, with or
-// without the agent, and exports pictures.
+// The suite at the command line: looks at tools, schedules, grants, the policy and telemetry, acts on them,
+// with or without the agent, and exports pictures.
 
 #include <algorithm>
 #include <iterator>
@@ -50,7 +50,7 @@ CommandLine readCommandLine(std::span<char*> texts) {
 std::vector<Command> allCommands() {
     std::vector<Command> all;
     for (const auto group : {toolCommands(), scheduleCommands(), grantCommands(), resourceCommands(),
-                             loginCommands(), policyCommands(), exportCommands()})
+                             loginCommands(), policyCommands(), telemetryCommands(), exportCommands()})
         all.insert(all.end(), group.begin(), group.end());
     return all;
 }
@@ -100,13 +100,14 @@ std::optional<Command> findCommand(const std::vector<std::string>& words) {
 // The first option that the command does not take, or takes only with, or only without, a value.
 std::optional<std::string> unknownOption(const Command& command, const CommandLine& line) {
     const auto known = wordsOf(command.options);
-    for (const auto& [name, value] : line.options) {
+    for (const auto& given : line.options) {
         const auto isIt = [&](const std::string& option) {
             const std::size_t equals = option.find('=');
-            return option.substr(0, equals) == "--" + name && (equals == option.npos) == value.empty();
+            return option.substr(0, equals) == "--" + given.first &&
+                   (equals == option.npos) == given.second.empty();
         };
         if (std::none_of(known.begin(), known.end(), isIt))
-            return name;
+            return given.first;
     }
     return std::nullopt;
 }

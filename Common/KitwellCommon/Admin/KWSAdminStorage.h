@@ -10,6 +10,7 @@
 
 #include "KitwellCommon/Admin/KWSErrorCodes.h"
 #include "KitwellCommon/Export.h"
+#include "KitwellCommon/Telemetry/CEPInfo.h"
 #include "KitwellPlatform/Values/Data.h"
 #include "KitwellPlatform/Values/Result.h"
 #include "KitwellPlatform/Values/Value.h"
@@ -31,7 +32,7 @@ inline constexpr std::size_t kKWSMaxSettingsBytes = 16U << 20;
 // whose protection is weak (settingsProtectionFaults) is honoured all the same, and reported in the log: not
 // reading it would lift what the administrator restricted. Nothing is raised; error codes are those of
 // KWSErrorCodes.h. One thread at a time.
-class KITWELL_API KWSAdminStorage {
+class KITWELL_API KWSAdminStorage : public CEPInfoHolder {
 public:
     // Opens the file at KWSPathHelper::filePath(). With `creationFlag` 1 a missing or unreadable file gives
     // null, and the disk is never changed; with any other one such a file is set aside under a backup name

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "KitwellCommon/Export.h"
+#include "KitwellCommon/Telemetry/CEPInfo.h"
 
 namespace kitwell {
 
@@ -19,7 +20,7 @@ namespace kitwell {
 //
 // The list is read when an instance is made and never changes afterwards: any thread may ask it. Making one
 // is for the main thread.
-class KITWELL_API ToolWhiteList {
+class KITWELL_API ToolWhiteList : public CEPInfoHolder {
 public:
     // Reads the list, logs which tools it forbids, and takes the place of the shared instance so far, which
     // those who hold it may go on asking.

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "KitwellCommon/Export.h"
+#include "KitwellCommon/Telemetry/CEPInfo.h"
 #include "KitwellPlatform/Files/FileUrl.h"
 #include "KitwellPlatform/Images/BitmapFile.h"
 #include "KitwellPlatform/Images/Image.h"
@@ -23,7 +24,7 @@ using ExportProgress = std::function<void(std::uint64_t pages, std::uint64_t all
 // given ("/a/B.app" and "/a/B.app/" differ), and have the same name when their last path components are
 // equal, upper and lower case being different. Each operation acts on the list as it finds it; changes that
 // another process makes meanwhile are not guarded against.
-class KITWELL_API CommonAuxiliary {
+class KITWELL_API CommonAuxiliary : public CEPInfoHolder {
 public:
     static CommonAuxiliary& sharedInstance();
 

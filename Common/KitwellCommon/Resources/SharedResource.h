@@ -6,6 +6,7 @@
 
 #include "KitwellCommon/Export.h"
 #include "KitwellCommon/Resources/Version.h"
+#include "KitwellCommon/Telemetry/CEPInfo.h"
 #include "KitwellPlatform/Values/Value.h"
 
 namespace kitwell {
@@ -22,7 +23,7 @@ inline constexpr char kResourceNeedToNotify[] = "NeedToNotify"; // boolean
 // that is missing or of a wrong type reads as missing; the first write makes what leads to it. A write
 // answers whether it is on the disk; the reason why not is logged. Nothing is ever removed but the key that
 // is set to nothing. Any thread.
-class KITWELL_API SharedResource {
+class KITWELL_API SharedResource : public CEPInfoHolder {
 public:
     // Of the main bundle.
     explicit SharedResource(std::string_view name);

@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "KitwellCommon/Export.h"
+#include "KitwellCommon/Telemetry/CEPInfo.h"
 #include "KitwellPlatform/Images/Image.h"
 #include "KitwellPlatform/Values/Value.h"
 
@@ -21,7 +22,7 @@ KITWELL_API extern const char* const cTemplateXattr;
 // What one tool left behind for the time when it does not run: an entry in the shared preferences and two
 // icon files in the container's icon cache. Holds nothing but the tool's names; every question is answered
 // from the preferences (under their lock) or the files. Main thread.
-class KITWELL_API ToolPersistentDataReader {
+class KITWELL_API ToolPersistentDataReader : public CEPInfoHolder {
 public:
     // The bundle's file name with its extension ("Sample.app"), and its bundle identifier.
     ToolPersistentDataReader(std::string toolName, std::string bundleId);

@@ -19,8 +19,6 @@ using platform::UserDefaults;
 
 namespace {
 
-constexpr char kDisabledKey[] = "disableCEP";
-constexpr char kSyncDateKey[] = "CEPSyncDate";
 constexpr unsigned kLockFileMode = 0644;
 
 // Held, where it can be had, until the answer goes.
@@ -34,9 +32,8 @@ void collectAlone(const std::string& folder) {
 }
 
 void uploadAll(const std::string& folder) {
-    const std::string response = platform::SearchPaths::userLibrary() + "/Logs/cvl.kitwell.ceplog.log";
     for (const std::string& report : waitingReports(folder))
-        startUpload(folder + "/" + report, response);
+        startUpload(folder + "/" + report, uploadResponsePath());
 }
 
 void collectAndUpload(const std::string& folder) {
@@ -50,7 +47,7 @@ CEPLogClass::CEPLogClass() = default;
 CEPLogClass::~CEPLogClass() = default;
 
 bool CEPLogClass::isCEPDisabled() {
-    return UserDefaults::forApplication(kAgentBundleIdentifier).boolForKey(kDisabledKey).value_or(false);
+    return UserDefaults::forApplication(kAgentBundleIdentifier).boolForKey(kCEPDisabledKey).value_or(false);
 }
 
 CEPLogClass* CEPLogClass::sharedInstance() {
@@ -71,18 +68,18 @@ void CEPLogClass::log(std::string_view action, const platform::Value& prefs,
 
 std::string CEPLogClass::lockFile() {
     const auto folder = platform::SearchPaths::temporaryFolder();
-    return (folder ? *folder : "") + "/cvl.kitwell.ceplog.lock";
+    return folder ? *folder + "/cvl.kitwell.ceplog.lock" : "";
 }
 
 void CEPLogClass::initGrab() {
     const auto lock = lockCollection();
     auto preferences = UserDefaults::forApplication(kAgentBundleIdentifier);
-    const std::optional<Date> due = preferences.dateForKey(kSyncDateKey);
+    const std::optional<Date> due = preferences.dateForKey(kCEPSyncDateKey);
     const Date now = Date::now();
     if (due && now <= *due)
         return armTimer(*due);
     const Date next = now.adding(CEPFireInterval);
-    preferences.setObjectForKey(next, kSyncDateKey);
+    preferences.setObjectForKey(next, kCEPSyncDateKey);
     preferences.synchronize();
     armTimer(next);
     if (due)
@@ -126,7 +123,7 @@ std::string CEPLogClass::logGrab() {
 
 const std::string& CEPLogClass::reportFolder() {
     if (logPath_.empty()) {
-        logPath_ = platform::SearchPaths::userLibrary() + "/Logs/CorvalenKitwell";
+        logPath_ = usualReportFolder();
         (void)platform::FileManager::createFolder(logPath_);
     }
     return logPath_;

@@ -16,6 +16,10 @@ namespace kitwell {
 // Seconds from one collection to the next: a week.
 inline constexpr double CEPFireInterval = 604800.0;
 
+// In the agent's preferences: the switch (true is off), and the date of the next collection.
+inline constexpr char kCEPDisabledKey[] = "disableCEP";
+inline constexpr char kCEPSyncDateKey[] = "CEPSyncDate";
+
 // The telemetry of a process: where its events go in, and the weekly collection and upload of the reports.
 class KITWELL_API CEPLogClass : public CEPInfoHolder {
 public:
@@ -35,7 +39,8 @@ public:
     // thread.
     void log(std::string_view action, const platform::Value& prefs, const platform::Value& details) const;
 
-    // Held exclusively while a collection moves logs, so that one runs at a time.
+    // Held exclusively while a collection moves logs, so that one runs at a time. Empty when this user has no
+    // private temporary folder: collections go on without it then.
     static std::string lockFile();
 
     // ---- Collection and upload. All but sendCEP belong to the thread that calls initGrab.

@@ -22,7 +22,7 @@ struct Taking {
 };
 
 // The lock is waited for: its holder may still be closing the document.
-Taking takeSealedLog() {
+Taking takeSealedLog(const LogRemoval& removeLog) {
     const std::string& path = cepLogContext().sealedLogPath;
     for (;;) {
         auto file = AppendFile::openForReading(path, AppendFile::Lock::Exclusive);
@@ -34,17 +34,20 @@ Taking takeSealedLog() {
             return {};
         if (!named || !named->isSameFile(*own))
             continue; // another sealed log took its place while the lock was waited for
-        if (!completeSealedLog(*file, path) || !platform::FileManager::removeFile(path))
+        if (!completeSealedLog(*file, path) || !removeLog(*file, path))
             return {};
         return {Take::Taken, file->releaseDescriptor()};
     }
 }
 
-// Nothing when the log was sealed, or is not there.
+// Nothing when the log was sealed, or is not there. A log that was rotated since the look at the sealed name
+// is taken first, and never replaced: nobody rotates while this has the active log for itself.
 std::optional<std::int32_t> sealSource(const std::string& path) {
     auto file = AppendFile::open(path, AppendFile::Lock::Exclusive);
     if (!file)
         return platform::isNoSuchFile(file.error()) ? std::nullopt : std::optional(kCEPGrabNoLog);
+    if (platform::FileManager::fileExists(cepLogContext().sealedLogPath))
+        return std::nullopt;
     switch (sealLog(*file, path, cepLogContext().sealedLogPath)) {
     case Sealing::NoStatus:
         return kCEPGrabNoLogStatus;
@@ -66,10 +69,16 @@ std::string sourcePath() {
 } // namespace
 
 std::int32_t CEPLogGrab(std::int32_t* more) {
+    return grabLog(more, [](AppendFile&, const std::string& path) {
+        return static_cast<bool>(platform::FileManager::removeFile(path));
+    });
+}
+
+std::int32_t grabLog(std::int32_t* more, const LogRemoval& removeLog) {
     const std::string source = sourcePath();
     *more = 1;
     for (;;) {
-        const Taking taking = takeSealedLog();
+        const Taking taking = takeSealedLog(removeLog);
         if (taking.outcome == Take::Taken)
             return taking.descriptor;
         if (taking.outcome == Take::Failed)

@@ -194,7 +194,8 @@ void writeEvent(std::string& text, std::string_view action, const Value& attribu
     text.reserve(kUsualSize);
     appendStart(text, action);
     std::size_t nestedCount = 0;
-    CEPLogWriteItems(text, attributes, 1, &nestedCount);
+    if (attributes.asDictionary())
+        CEPLogWriteItems(text, attributes, 1, &nestedCount);
     if (nestedCount == 0 && CEPLogIsEmpty(options) && CEPLogIsEmpty(details)) {
         text += "/>\n";
     } else {
@@ -205,7 +206,7 @@ void writeEvent(std::string& text, std::string_view action, const Value& attribu
             appendElement(text, "options", options, 1);
         if (!CEPLogIsEmpty(details))
             appendElement(text, "details", details, 1);
-        text += kEventEnd;
+        text += kEventEnd.substr(1); // the line before it has ended
     }
 }
 

@@ -31,6 +31,7 @@ void writeEvent(std::string& text, std::string_view action, const platform::Valu
 
 // Where an event begins. No value of an event can hold it, since "<" is escaped there.
 inline constexpr std::string_view kEventStart = "<event timestamp=\"";
-inline constexpr std::string_view kEventEnd = "</event>\n";
+// Where one with children ends: their own lines begin with a tab.
+inline constexpr std::string_view kEventEnd = "\n</event>\n";
 
 } // namespace kitwell

@@ -23,7 +23,7 @@ void closeAndProtect(AppendFile& file, std::uint32_t mode) {
 
 Sealing sealLog(AppendFile& file, const std::string& path, const std::string& sealedPath) {
     const auto own = file.status();
-    if (!own)
+    if (!own || !own->isRegular)
         return Sealing::NoStatus;
     const auto named = platform::fileStatus(path);
     if (!named)

@@ -12,7 +12,7 @@ enum class Sealing {
     Done,
     NameIsGone,  // somebody else moved the log away meanwhile
     AnotherFile, // somebody else began a new log meanwhile
-    NoStatus,    // the log, or its path, cannot be looked at
+    NoStatus,    // the log, or its path, cannot be looked at, or is no file
     NoPathStatus,
     NotRenamed,
 };

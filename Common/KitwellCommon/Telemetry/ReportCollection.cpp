@@ -5,12 +5,17 @@
 #include "KitwellCommon/Telemetry/CEPLogContext.h"
 #include "KitwellCommon/Telemetry/CEPLogGrab.h"
 #include "KitwellPlatform/Files/AppendFile.h"
-#include "KitwellPlatform/Files/CopyFile.h"
+#include "KitwellPlatform/Files/CopyToFreePath.h"
 #include "KitwellPlatform/Files/FileDescriptor.h"
 #include "KitwellPlatform/Files/FileManager.h"
+#include "KitwellPlatform/Files/SearchPaths.h"
 #include "KitwellPlatform/Values/Text.h"
 
 namespace kitwell {
+
+using platform::AppendFile;
+using platform::FileManager;
+using platform::Result;
 
 namespace {
 
@@ -24,29 +29,52 @@ std::vector<std::string> reportPaths(const std::string& folder) {
     return paths;
 }
 
-// A log that was taken lives by its descriptor alone and would be lost if it could not be copied.
-bool hasRoomForCopies(const std::string& folder) {
-    const CEPLogContext& context = cepLogContext();
-    std::uint64_t needed = 0;
-    for (const std::string& path : {context.activeLogPath, context.legacyLogPath, context.sealedLogPath}) {
-        const auto status = platform::fileStatus(path);
-        needed += status ? status->size : 0;
+// Moves the log to the first of the paths that is free, so that a kill at any moment leaves it at the one
+// place or at the other; only to another volume it has to be copied.
+Result<std::string> moveToFirstFreePath(const AppendFile& log, const std::string& path,
+                                        const std::vector<std::string>& reports) {
+    for (const std::string& report : reports) {
+        const auto moved = FileManager::moveFile(path, report);
+        if (moved)
+            return report;
+        if (!platform::isFileExists(moved.error()))
+            break;
     }
-    const auto space = platform::FileManager::volumeSpace(folder);
-    return !space || space->freeBytes > needed;
+    auto copied = platform::copyToFirstFreePath(log.descriptor(), reports, kCopyPieceSize);
+    const auto removed = copied ? FileManager::removeFile(path) : platform::Result<void>();
+    return removed ? std::move(copied) : Result<std::string>(removed.error());
+}
+
+// True when the log is away from its path: it has become a report, or there are too many. It stays read-only,
+// which tells a writer that waited for it to begin again.
+bool becomeReport(const AppendFile& log, const std::string& path, const std::vector<std::string>& reports) {
+    const auto report = moveToFirstFreePath(log, path, reports);
+    if (!report)
+        return platform::isFileExists(report.error()) && FileManager::removeFile(path);
+    auto moved = AppendFile::openForReading(*report, AppendFile::Lock::None);
+    const auto status = moved ? moved->status() : Result<platform::FileStatus>(moved.error());
+    const auto own = log.status();
+    // Another sealed log may have taken the place of this one just before the move: its sealer is waited for.
+    if (status && own && !status->isSameFile(*own))
+        (void)moved->lockExclusively();
+    return true;
 }
 
 } // namespace
 
 void collectReports(const std::string& folder) {
-    if (!hasRoomForCopies(folder))
-        return;
-    const std::vector<std::string> paths = reportPaths(folder);
+    const std::vector<std::string> reports = reportPaths(folder);
     for (std::int32_t more = 1; more != 0;) {
-        const platform::FileDescriptor log(CEPLogGrab(&more));
-        if (!log || !platform::copyToFirstFreePath(log.get(), paths, kCopyPieceSize))
+        const platform::FileDescriptor log(grabLog(&more, [&](AppendFile& file, const std::string& path) {
+            return becomeReport(file, path, reports);
+        }));
+        if (!log)
             return;
     }
+}
+
+std::string usualReportFolder() {
+    return platform::SearchPaths::userLibrary() + "/Logs/CorvalenKitwell";
 }
 
 std::vector<std::string> waitingReports(const std::string& folder) {

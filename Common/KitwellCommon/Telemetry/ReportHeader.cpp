@@ -11,6 +11,7 @@
 #include "KitwellPlatform/Machine/Machine.h"
 #include "KitwellPlatform/Preferences/UserDefaults.h"
 #include "KitwellPlatform/Values/Text.h"
+#include "KitwellPlatform/Values/Xml.h"
 
 namespace kitwell {
 
@@ -117,20 +118,22 @@ std::string line(std::string_view element, std::string_view text) {
 } // namespace
 
 std::string reportHeader() {
-    return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-           "<CorvalenProblemReport>\n"
-           "<Type>9</Type>\n"
-           "<ReportReason>0</ReportReason>\n"
-           "<ProductName>Corvalen Kitwell</ProductName>\n" +
-           line("HardwareUUID", cepLogContext().hardwareUUID) + line("OSVersion", osVersion()) +
-           line("ComputerModel", platform::Machine::model().substr(0, kMaxModelSize)) +
-           line("Locale", platform::Machine::localeIdentifier()) +
-           line("ClientVersion", cepLogContext().toolVersion) + line("SafariVersion", browserVersion()) +
-           "<MoreHostInfo>\n" + line("SystemDoNotDisturb", doNotDisturb()) + "<Notifications>\n" +
-           notificationLines() + "</Notifications>\n" +
-           line("HasBattery", platform::Machine::hasInternalBattery() ? "yes" : "no") + "</MoreHostInfo>\n" +
-           "<KitwellInfo>\n" + shortcutsLine() + startupLine() + updatesLine() + "</KitwellInfo>\n" +
-           kEventsStart;
+    const std::string header =
+        "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+        "<CorvalenProblemReport>\n"
+        "<Type>9</Type>\n"
+        "<ReportReason>0</ReportReason>\n"
+        "<ProductName>Corvalen Kitwell</ProductName>\n" +
+        line("HardwareUUID", cepLogContext().hardwareUUID) + line("OSVersion", osVersion()) +
+        line("ComputerModel", platform::Machine::model().substr(0, kMaxModelSize)) +
+        line("Locale", platform::Machine::localeIdentifier()) +
+        line("ClientVersion", cepLogContext().toolVersion) + line("SafariVersion", browserVersion()) +
+        "<MoreHostInfo>\n" + line("SystemDoNotDisturb", doNotDisturb()) + "<Notifications>\n" +
+        notificationLines() + "</Notifications>\n" +
+        line("HasBattery", platform::Machine::hasInternalBattery() ? "yes" : "no") + "</MoreHostInfo>\n" +
+        "<KitwellInfo>\n" + shortcutsLine() + startupLine() + updatesLine() + "</KitwellInfo>\n" +
+        kEventsStart;
+    return platform::withXmlCharactersOnly(header);
 }
 
 } // namespace kitwell

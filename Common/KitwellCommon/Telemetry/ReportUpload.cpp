@@ -1,6 +1,8 @@
 #include "KitwellCommon/Telemetry/ReportUpload.h"
 
+#include "KitwellCommon/Telemetry/ReportEndpointForTests.h"
 #include "KitwellPlatform/Applications/Task.h"
+#include "KitwellPlatform/Files/SearchPaths.h"
 
 namespace kitwell {
 
@@ -16,7 +18,7 @@ curl -v -X POST -H 'Content-Type: multipart/form-data' --form "data=@\"$field\""
 rm -f -- "$archive" && rm -f -- "$report")";
 
 // Never destroyed: a detached thread may still read it while the process ends.
-std::string& endpoint() {
+std::string& chosenEndpoint() {
     static auto& instance = *new std::string(KITWELL_TELEMETRY_ENDPOINT);
     return instance;
 }
@@ -25,11 +27,19 @@ std::string& endpoint() {
 
 void startUpload(const std::string& reportPath, const std::string& responsePath) {
     (void)platform::Task::startDetached("/bin/bash", {"-c", kScript, "kitwell-upload", reportPath + ".tar.gz",
-                                                      reportPath, endpoint(), responsePath});
+                                                      reportPath, reportEndpoint(), responsePath});
+}
+
+std::string uploadResponsePath() {
+    return platform::SearchPaths::userLibrary() + "/Logs/cvl.kitwell.ceplog.log";
+}
+
+const std::string& reportEndpoint() {
+    return chosenEndpoint();
 }
 
 void setReportEndpoint(const std::string& url) {
-    endpoint() = url;
+    chosenEndpoint() = url;
 }
 
 } // namespace kitwell

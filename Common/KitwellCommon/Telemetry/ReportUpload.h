@@ -11,8 +11,9 @@ namespace kitwell {
 // `responsePath`, and removes both files once the post has succeeded. Any thread.
 void startUpload(const std::string& reportPath, const std::string& responsePath);
 
-// For tests and demonstrations: reports of this process go to another address from now on. Nothing else moves
-// it, no environment variable and no preference. Before the first upload.
-KITWELL_API void setReportEndpoint(const std::string& url);
+// Receives the body of the latest answer.
+KITWELL_API std::string uploadResponsePath();
+// Where reports of this process go. Any thread.
+KITWELL_API const std::string& reportEndpoint();
 
 } // namespace kitwell

@@ -3,6 +3,7 @@
 #include <cstdint>
 
 #include "KitwellCommon/Export.h"
+#include "KitwellCommon/Telemetry/CEPInfo.h"
 #include "KitwellPlatform/Files/FileUrl.h"
 #include "KitwellPlatform/Interface/OpenPanel.h"
 
@@ -21,7 +22,7 @@ inline constexpr std::uint64_t ToolSandboxRestrictToDirectory = 1;
 inline constexpr std::uint64_t ToolDesktopDirectory = 0;
 
 // Lets a panel enable one place only. Main thread.
-class KITWELL_API SandboxDialogDelegate : public platform::OpenPanelDelegate {
+class KITWELL_API SandboxDialogDelegate : public platform::OpenPanelDelegate, public CEPInfoHolder {
 public:
     explicit SandboxDialogDelegate(platform::FileUrl restrictedUrl) : url_(std::move(restrictedUrl)) {}
     const platform::FileUrl& url() const { return url_; }

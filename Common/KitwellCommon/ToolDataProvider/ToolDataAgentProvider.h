@@ -8,6 +8,7 @@
 
 #include "KitwellCommon/Export.h"
 #include "KitwellCommon/SharedState/ToolPersistentDataReader.h"
+#include "KitwellCommon/Telemetry/CEPInfo.h"
 #include "KitwellCommon/ToolDataProvider/ToolMessage.h"
 #include "KitwellPlatform/Files/FileUrl.h"
 #include "KitwellPlatform/RunLoop/NotificationCenter.h"
@@ -28,7 +29,8 @@ inline constexpr char kToolDataAgentProviderDidChangeNotification[] =
 // it, and its persisted presentation while a permanent tool does not run. Held strongly by the service's
 // registry from its set-up until `removeTool`. Belongs to the thread of the service, in practice the main
 // thread.
-class KITWELL_API ToolDataAgentProvider : public std::enable_shared_from_this<ToolDataAgentProvider> {
+class KITWELL_API ToolDataAgentProvider : public std::enable_shared_from_this<ToolDataAgentProvider>,
+                                          public CEPInfoHolder {
 public:
     static std::shared_ptr<ToolDataAgentProvider> create();
     ~ToolDataAgentProvider();
@@ -115,7 +117,7 @@ private:
 // proxy whose name is exactly the sender's path, in the order of registration; messages of unknown tools, of
 // unknown kinds, and malformed ones are dropped without a trace. Belongs to the thread of the first
 // `sharedInstance` call, whose run loop delivers the messages; in practice the main thread.
-class KITWELL_API ToolDataServerProvider {
+class KITWELL_API ToolDataServerProvider : public CEPInfoHolder {
 public:
     using Tools = std::vector<std::shared_ptr<ToolDataAgentProvider>>;
 

@@ -8,6 +8,7 @@
 
 #include "KitwellCommon/Export.h"
 #include "KitwellCommon/SharedState/ToolPersistentDataLazyWriter.h"
+#include "KitwellCommon/Telemetry/CEPInfo.h"
 #include "KitwellCommon/ToolDataProvider/ToolMessage.h"
 #include "KitwellPlatform/RunLoop/NotificationCenter.h"
 
@@ -22,7 +23,7 @@ namespace kitwell {
 // want the same port name; the second one would not be reachable.
 //
 // Belongs to the thread that made it, whose run loop delivers the commands; in practice the main thread.
-class KITWELL_API ToolDataClientProvider {
+class KITWELL_API ToolDataClientProvider : public CEPInfoHolder {
 public:
     using Block = std::function<void()>;
 

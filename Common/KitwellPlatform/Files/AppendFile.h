@@ -55,6 +55,7 @@ public:
     Result<void> setMode(std::uint32_t mode);
     Result<void> bringToDisk();
 
+    int descriptor() const { return descriptor_.get(); }
     // The open file, with its lock, for the caller to close.
     int releaseDescriptor() { return descriptor_.release(); }
 

@@ -18,23 +18,6 @@ namespace {
 
 constexpr std::size_t kCopiedAtOnce = 256U << 10;
 
-Result<void> copyContent(int source, int copy, const std::string& path) {
-    std::vector<std::byte> buffer(kCopiedAtOnce);
-    for (off_t at = 0;;) {
-        const ssize_t count = ::pread(source, buffer.data(), buffer.size(), at);
-        if (count == 0)
-            return {};
-        if (count < 0 && errno != EINTR)
-            return systemError("read " + path, errno);
-        if (count < 0)
-            continue;
-        at += count;
-        const auto bytes = std::span(buffer).first(static_cast<std::size_t>(count));
-        if (auto written = writeAll(copy, bytes, "the copy of " + path); !written)
-            return written;
-    }
-}
-
 void copyAttributes(int source, int copy) {
     std::vector<char> names(XATTR_LIST_MAX);
     std::vector<char> value(XATTR_SIZE_MAX);
@@ -53,11 +36,28 @@ void copyAttributes(int source, int copy) {
 
 } // namespace
 
+Result<void> copyContent(int source, int copy, std::size_t pieceSize, const std::string& path) {
+    std::vector<std::byte> buffer(pieceSize);
+    for (off_t at = 0;;) {
+        const ssize_t count = ::pread(source, buffer.data(), buffer.size(), at);
+        if (count == 0)
+            return {};
+        if (count < 0 && errno != EINTR)
+            return systemError("read " + path, errno);
+        if (count < 0)
+            continue;
+        at += count;
+        const auto bytes = std::span(buffer).first(static_cast<std::size_t>(count));
+        if (auto written = writeAll(copy, bytes, "the copy of " + path); !written)
+            return written;
+    }
+}
+
 Result<void> copyFile(int source, int copy, const std::string& path) {
     struct stat original {};
     if (::fstat(source, &original) != 0)
         return systemError("look at " + path, errno);
-    if (auto copied = copyContent(source, copy, path); !copied)
+    if (auto copied = copyContent(source, copy, kCopiedAtOnce, path); !copied)
         return copied;
     copyAttributes(source, copy);
     const bool keepsOwner = ::fchown(copy, original.st_uid, original.st_gid) == 0;

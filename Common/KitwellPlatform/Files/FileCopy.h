@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 
 #include "KitwellPlatform/Values/Result.h"
@@ -11,5 +12,8 @@ namespace kitwell::platform {
 // the bits that lend their rights are dropped). Attributes that the volume cannot keep are left out, as when
 // a file is moved by hand. `path` is for the error's text. Inside the library only; any thread.
 Result<void> copyFile(int source, int copy, const std::string& path);
+
+// The content alone, from its beginning, in pieces of this many bytes.
+Result<void> copyContent(int source, int copy, std::size_t pieceSize, const std::string& path);
 
 } // namespace kitwell::platform

@@ -21,7 +21,7 @@ PLATFORM_API void appendXmlAttributeText(std::string& xml, std::string_view text
 // UTF-8) replaced by U+FFFD; everything else, markup too, stays as it is.
 PLATFORM_API std::string withXmlCharactersOnly(std::string_view text);
 
-struct XmlElement {
+struct PLATFORM_API XmlElement {
     std::string_view name;
     std::vector<std::pair<std::string_view, std::string_view>> attributes; // in their order
     std::size_t line = 0;                                                  // from 1

@@ -1,3 +1,5 @@
+#include <cstdlib>
+#include <ctime>
 #include <gtest/gtest.h>
 
 #include "KitwellPlatform/Values/Date.h"
@@ -31,4 +33,25 @@ TEST(Date, WhatIsNoDateIsRefused) {
     for (const double seconds : {252423993600.0, -63113904000.5, 1e300, -1e300})
         EXPECT_FALSE(Date{seconds}.iso8601()) << seconds;
     EXPECT_FALSE(Date{0.0 / 0.0 * 1}.calendar());
+}
+
+TEST(Date, LocalTextTellsTheZone) {
+    const Date last = *Date::fromCalendar({9999, 12, 31, 23, 0, 0});
+    const Date first = *Date::fromCalendar({1, 1, 1, 0, 0, 0});
+    for (const auto& [zone, date, text] :
+         {std::tuple{"UTC", Date{0}, "2001-01-01 00:00:00.000 +0000"},
+          {"CET-1CEST,M3.5.0,M10.5.0/3", Date{15638400.9999}, "2001-07-01 02:00:00.999 +0200"},
+          {"XXX3:30", Date{-0.25}, "2000-12-31 20:29:59.750 -0330"},
+          {"XXX0:30", Date{0}, "2000-12-31 23:30:00.000 -0030"},
+          {"XXX-1", first, "0001-01-01 01:00:00.000 +0100"},
+          {"XXX1", last, "9999-12-31 22:00:00.000 -0100"}}) {
+        ::setenv("TZ", zone, 1);
+        ::tzset();
+        EXPECT_EQ(date.localText(), text) << zone;
+    }
+    EXPECT_FALSE(first.localText()) << "the year before the first, in this zone";
+    for (const double seconds : {1e300, -1e300, 0.0 / 0.0 * 1})
+        EXPECT_FALSE(Date{seconds}.localText());
+    ::unsetenv("TZ");
+    ::tzset();
 }
