@@ -3,6 +3,7 @@
 #include <fstream>
 #include <gtest/gtest.h>
 
+#include "KitwellPlatform/Images/BitmapFile.h"
 #include "Support/TestHome.h"
 
 namespace kitwell::platform {
@@ -57,6 +58,9 @@ TEST(Image, AReferencedFileIsReadWhenFirstAskedForAndOnlyOnce) {
     EXPECT_FALSE(image.isTemplate()) << "a copy's template flag reached the original";
     for (const std::string& path : {home.path("missing"), home.path("icon.tiff"), home.path(), std::string()})
         EXPECT_FALSE(Image::byReferencingFile(path).tiffRepresentation()) << path;
+    std::ofstream(home.path("icon.tiff")) << bitmapData(picture(2, 2), BitmapFileType::PNG)->text();
+    EXPECT_EQ(Image::byReferencingFile(home.path("icon.tiff")).width(), 2U);
+    EXPECT_EQ(Image::byReferencingTiffFile(home.path("icon.tiff")).width(), 0U);
 }
 
 } // namespace kitwell::platform
