@@ -11,6 +11,8 @@
 
 #include "KitwellCommon/KitwellCommon.h"
 #include "KitwellPlatform/Applications/Application.h"
+#include "KitwellPlatform/Applications/Bundle.h"
+#include "KitwellPlatform/Applications/RunningApplication.h"
 #include "KitwellPlatform/Files/SearchPaths.h"
 #include "KitwellPlatform/RunLoop/RunLoop.h"
 #include "NewestPicture.h"
@@ -62,11 +64,7 @@ public:
 
 private:
     void snapAndEnd() {
-        // The agent's answer would reach the tool that runs already.
-        if (client_.servicePort())
-            snap(picture_);
-        else
-            tell("PageSnap is running: a click on its menu icon saves the newest picture", false);
+        snap(picture_);
         client_.setToolStatus(ToolStatusOff);
         platform::Application::shared().terminate();
     }
@@ -116,6 +114,14 @@ private:
     bool hasFailed_ = false;
 };
 
+// The agent's answers would reach the process that runs already.
+bool checkRunsAlone() {
+    if (platform::RunningApplication::withBundleIdentifier(platform::Bundle::main().identifier()).empty())
+        return true;
+    KWLogVariadic("PageSnap runs already: a click on its menu icon saves the newest picture");
+    return false;
+}
+
 } // namespace
 
 } // namespace kitwell::applications
@@ -127,7 +133,7 @@ int main(int count, char** arguments) {
         std::fputs("usage: PageSnap [PICTURE]\n", stderr);
         return 2;
     }
-    if (!kitwell::applications::checkToolIsAllowed())
+    if (!kitwell::applications::checkToolIsAllowed() || !kitwell::applications::checkRunsAlone())
         return 1;
     const kitwell::applications::UsageLog usage;
     std::error_code failure; // a path that cannot be made absolute names no picture

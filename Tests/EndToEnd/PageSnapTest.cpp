@@ -51,13 +51,15 @@ TEST(PageSnap, SavesPicturesInPagesOfPaperWhereThePersonAllows) {
     EXPECT_EQ(pagesOf(documents + "/tall.pdf"), "3");
 
     agent.writeLine("launch PageSnap");
+    EXPECT_TRUE(agent.waitForLine("launched PageSnap: process"));
     EXPECT_TRUE(agent.waitForLine("PageSnap: status on"));
     agent.writeLine("click PageSnap");
     EXPECT_TRUE(agent.waitForLine("text \"there is no picture to save\""));
     EXPECT_EQ(Scene::start("PageSnap", {scene.home.path("tall.png")}).wait(), 1) << "its answer went astray";
     writePicture(pictures + "/tall.PNG", 100, 100);
     writePicture(pictures + "/older.png", 100, 283);
-    std::filesystem::last_write_time(pictures + "/older.png", std::filesystem::file_time_type{});
+    std::filesystem::last_write_time(pictures + "/older.png",
+                                     std::filesystem::last_write_time(pictures) - std::chrono::hours(1));
     agent.writeLine("click PageSnap");
     EXPECT_TRUE(agent.waitForLine("text \"saved tall 2.pdf: 1 page\""));
     EXPECT_EQ(pagesOf(documents + "/tall 2.pdf"), "1");
