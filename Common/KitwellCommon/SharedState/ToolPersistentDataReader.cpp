@@ -19,7 +19,7 @@ constexpr std::string_view kIconCacheFolder = "Library/Caches/Icons";
 std::optional<platform::Image> imageReferencing(const std::string& path) {
     if (!platform::FileManager::fileExists(path))
         return std::nullopt;
-    return platform::Image::byReferencingFile(path);
+    return platform::Image::byReferencingTiffFile(path);
 }
 
 } // namespace

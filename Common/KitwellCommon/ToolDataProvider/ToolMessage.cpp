@@ -124,7 +124,7 @@ std::optional<ToolStatus> readStatus(const PortMessage& message) {
 std::optional<PresentedImage> readToolIcon(const PortMessage& message) {
     if (message.components.size() < 2)
         return PresentedImage{};
-    return PresentedImage{Image::fromData(message.components[1])};
+    return PresentedImage{Image::fromTiff(message.components[1])};
 }
 
 std::optional<PresentedImage> readMenuIcon(const PortMessage& message) {
@@ -135,7 +135,7 @@ std::optional<PresentedImage> readMenuIcon(const PortMessage& message) {
         isTemplate = readFlag(message.components[2]);
     if (!isTemplate)
         return std::nullopt;
-    PresentedImage presented{Image::fromData(message.components[1])};
+    PresentedImage presented{Image::fromTiff(message.components[1])};
     if (presented.image)
         presented.image->setTemplate(*isTemplate);
     return presented;

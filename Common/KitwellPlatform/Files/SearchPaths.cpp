@@ -113,6 +113,10 @@ std::string SearchPaths::desktop() {
     return userFolder("XDG_DESKTOP_DIR").value_or(home() + "/Desktop");
 }
 
+std::string SearchPaths::pictures() {
+    return userFolder("XDG_PICTURES_DIR").value_or(home() + "/Pictures");
+}
+
 std::string SearchPaths::autostart() {
     return configFolder() + "/autostart";
 }

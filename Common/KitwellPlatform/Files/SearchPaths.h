@@ -23,6 +23,8 @@ public:
     // The user's Desktop folder: XDG_DESKTOP_DIR of $XDG_CONFIG_HOME/user-dirs.dirs, else "Desktop" in the
     // home folder.
     static std::string desktop();
+    // The user's folder of pictures: XDG_PICTURES_DIR in the same way, else "Pictures" in the home folder.
+    static std::string pictures();
     // $XDG_CONFIG_HOME/autostart: what the session starts when the user logs in.
     static std::string autostart();
     // $XDG_DATA_HOME/Kitwell/Library

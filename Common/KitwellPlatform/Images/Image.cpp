@@ -27,9 +27,8 @@ bool isWithinBounds(const std::vector<ImageRepresentation>& pictures) {
     return pictures.size() <= kMaxImageRepresentations && bytes <= kMaxImagePixels * 4;
 }
 
-std::vector<ImageRepresentation> readPicturesOfFile(const std::string& path) {
-    const Result<Data> content = readFile(path, kMaxFileSize);
-    return content ? readPictures(*content) : std::vector<ImageRepresentation>();
+std::vector<ImageRepresentation> readTiffPictures(const Data& data) {
+    return readTiff(data).value_or(std::vector<ImageRepresentation>());
 }
 
 } // namespace
@@ -37,6 +36,7 @@ std::vector<ImageRepresentation> readPicturesOfFile(const std::string& path) {
 // Copies of an image on two threads may both be the first to look at the file.
 struct Image::State {
     std::string path;
+    std::vector<ImageRepresentation> (*reader)(const Data& data) = readPictures;
     std::once_flag read;
     std::vector<ImageRepresentation> pictures;
 };
@@ -51,9 +51,12 @@ std::optional<Image> Image::fromRepresentations(std::vector<ImageRepresentation>
 
 std::optional<Image> Image::fromData(const Data& data) {
     auto pictures = readPictures(data);
-    if (pictures.empty())
-        return std::nullopt;
-    return having(std::move(pictures));
+    return pictures.empty() ? std::nullopt : std::optional(having(std::move(pictures)));
+}
+
+std::optional<Image> Image::fromTiff(const Data& data) {
+    auto pictures = readTiffPictures(data);
+    return pictures.empty() ? std::nullopt : std::optional(having(std::move(pictures)));
 }
 
 Image Image::having(std::vector<ImageRepresentation> representations) {
@@ -68,10 +71,18 @@ Image Image::byReferencingFile(std::string path) {
     return Image(std::move(state));
 }
 
+Image Image::byReferencingTiffFile(std::string path) {
+    Image image = byReferencingFile(std::move(path));
+    image.state_->reader = readTiffPictures;
+    return image;
+}
+
 const std::vector<ImageRepresentation>& Image::representations() const {
     std::call_once(state_->read, [&state = *state_] {
-        if (!state.path.empty())
-            state.pictures = readPicturesOfFile(state.path);
+        if (state.path.empty())
+            return;
+        if (const Result<Data> content = readFile(state.path, kMaxFileSize))
+            state.pictures = state.reader(*content);
     });
     return state_->pictures;
 }

@@ -47,9 +47,13 @@ public:
     // the bytes of `data`. What is a PDF has one representation that is no bitmap. Nothing when the data is
     // no picture, is damaged, or is beyond the bounds above.
     static std::optional<Image> fromData(const Data& data);
+    // The same for TIFF alone, in which pictures travel between processes: what an unknown process sent
+    // reaches no other decoder.
+    static std::optional<Image> fromTiff(const Data& data);
     // Refers to a file: it is read when the first representation is asked for. A file that then cannot be
     // read gives an image without representations.
     static Image byReferencingFile(std::string path);
+    static Image byReferencingTiffFile(std::string path);
 
     const std::vector<ImageRepresentation>& representations() const;
     // Of the first representation; 0 when there is none.

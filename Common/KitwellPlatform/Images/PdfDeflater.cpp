@@ -11,7 +11,10 @@ namespace kitwell::platform {
 
 namespace {
 
-constexpr int kLevel = 6; // higher levels take twice the time for 2 % less
+// The next level takes twice the time for 2 % less. For text, this one takes a quarter more time than the
+// level below for less than 1 %; for photographs it is worth 4 %.
+constexpr int kLevel = 6;
+constexpr int kTextLevel = 5;
 
 } // namespace
 
@@ -21,13 +24,14 @@ void PdfDeflater::Release::operator()(libdeflate_compressor* compressor) const {
 
 DeflatedPiece PdfDeflater::deflate(const ImageRepresentation& picture, PdfSamples samples,
                                    const PdfPiece& piece, bool isLast) try {
-    if (!compressor_)
-        compressor_.reset(libdeflate_alloc_compressor(kLevel));
-    if (!compressor_)
+    const bool isPhotograph = pixels_.write(picture, samples, piece, samples_);
+    Compressor& compressor = isPhotograph ? forPhotographs_ : forText_;
+    if (!compressor)
+        compressor.reset(libdeflate_alloc_compressor(isPhotograph ? kLevel : kTextLevel));
+    if (!compressor)
         return {};
-    pixels_.write(picture, samples, piece, samples_);
-    room_.resize(libdeflate_deflate_compress_bound(compressor_.get(), samples_.size()));
-    const std::size_t size = libdeflate_deflate_compress(compressor_.get(), samples_.data(), samples_.size(),
+    room_.resize(libdeflate_deflate_compress_bound(compressor.get(), samples_.size()));
+    const std::size_t size = libdeflate_deflate_compress(compressor.get(), samples_.data(), samples_.size(),
                                                          room_.data(), room_.size());
     DeflatedPiece deflated;
     deflated.checksum = libdeflate_adler32(1, samples_.data(), samples_.size());

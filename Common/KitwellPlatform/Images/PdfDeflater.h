@@ -31,7 +31,10 @@ private:
         void operator()(libdeflate_compressor* compressor) const;
     };
 
-    std::unique_ptr<libdeflate_compressor, Release> compressor_;
+    using Compressor = std::unique_ptr<libdeflate_compressor, Release>;
+
+    Compressor forPhotographs_;
+    Compressor forText_;
     PdfPixels pixels_;
     std::vector<std::byte> samples_;
     std::vector<std::byte> room_;

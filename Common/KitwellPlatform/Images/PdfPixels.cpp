@@ -107,9 +107,14 @@ std::vector<PdfPiece> cutIntoPieces(const ImageRepresentation& picture, PdfSampl
     return pieces;
 }
 
-void PdfPixels::writeRow(const Row& row, const Row& above, std::size_t step, std::vector<std::byte>& bytes) {
+bool PdfPixels::writeRow(const Row& row, const Row& above, std::size_t step, std::vector<std::byte>& bytes) {
+    const std::size_t plain = changes(row);
+    if (plain <= row.size() / 2) {
+        append(None, row, bytes);
+        return false;
+    }
     subtractLeft(row, step, bySub_);
-    const std::size_t plain = changes(row), bySub = changes(bySub_);
+    const std::size_t bySub = changes(bySub_);
     std::size_t byUp = row.size();
     if (!above.empty()) {
         byUp_.resize(row.size());
@@ -122,9 +127,10 @@ void PdfPixels::writeRow(const Row& row, const Row& above, std::size_t step, std
         append(Sub, bySub_, bytes);
     else
         append(Up, byUp_, bytes);
+    return true;
 }
 
-void PdfPixels::write(const ImageRepresentation& picture, PdfSamples samples, const PdfPiece& piece,
+bool PdfPixels::write(const ImageRepresentation& picture, PdfSamples samples, const PdfPiece& piece,
                       std::vector<std::byte>& bytes) {
     const std::size_t step = samplesPerPixel(samples);
     bytes.clear();
@@ -138,16 +144,18 @@ void PdfPixels::write(const ImageRepresentation& picture, PdfSamples samples, co
         subtractLeft(row_, step, bySub_);
         append(Sub, bySub_, bytes);
         bytes.erase(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(before * (step + 1)));
-        return;
+        return true;
     }
     above_.clear();
     if (piece.firstRow > 0)
         unpack(pixelsOf(picture, piece.firstRow - 1, 0, picture.width), samples, above_);
+    std::uint32_t restless = 0;
     for (std::uint32_t row = piece.firstRow; row < piece.firstRow + piece.rows; ++row) {
         unpack(pixelsOf(picture, row, 0, picture.width), samples, row_);
-        writeRow(row_, above_, step, bytes);
+        restless += writeRow(row_, above_, step, bytes) ? 1 : 0;
         std::swap(row_, above_);
     }
+    return restless >= (piece.rows + 1) / 2;
 }
 
 } // namespace kitwell::platform

@@ -29,14 +29,16 @@ std::vector<PdfPiece> cutIntoPieces(const ImageRepresentation& picture, PdfSampl
 // filter, and what the filter leaves of the row. Inside the library only; one thread at a time.
 class PdfPixels {
 public:
-    // Replaces what `bytes` holds.
-    void write(const ImageRepresentation& picture, PdfSamples samples, const PdfPiece& piece,
+    // Replaces what `bytes` holds. Answers whether most rows are restless, as those of photographs are: more
+    // than half of their bytes differ from the byte before.
+    bool write(const ImageRepresentation& picture, PdfSamples samples, const PdfPiece& piece,
                std::vector<std::byte>& bytes);
 
 private:
     using Row = std::vector<std::byte>;
 
-    void writeRow(const Row& row, const Row& above, std::size_t step, std::vector<std::byte>& bytes);
+    // Rows that are not restless stay as they are: the letters in them repeat, and a filter would hide that.
+    bool writeRow(const Row& row, const Row& above, std::size_t step, std::vector<std::byte>& bytes);
 
     Row row_;
     Row above_;

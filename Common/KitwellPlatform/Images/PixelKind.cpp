@@ -58,7 +58,11 @@ void packPixels(std::span<const std::byte> pixels, PixelKind kind, std::byte* pa
         std::memcpy(packed, pixels.data(), pixels.size());
         return;
     }
-    for (std::size_t at = 0; at < pixels.size(); at += kPixelSize, packed += samples) {
+    std::size_t at = 0;
+    // Each pixel's fourth byte is written over by the next.
+    for (; samples == 3 && at + kPixelSize < pixels.size(); at += kPixelSize, packed += samples)
+        std::memcpy(packed, pixels.data() + at, kPixelSize);
+    for (; at < pixels.size(); at += kPixelSize, packed += samples) {
         const std::byte* pixel = pixels.data() + at;
         packed[0] = pixel[0];
         if (samples == 2) {

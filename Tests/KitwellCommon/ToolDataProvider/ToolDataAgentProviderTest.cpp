@@ -1,5 +1,6 @@
 #include "KitwellCommon/KitwellCommon.h"
 #include "KitwellPlatform/Files/AtomicFile.h"
+#include "KitwellPlatform/Images/BitmapFile.h"
 #include "KitwellPlatform/Ports/PortNameServer.h"
 #include "Support/Harness.h"
 
@@ -23,6 +24,10 @@ platform::Image dot(std::string_view pixel) {
 
 Data picture(std::string_view pixel) {
     return *dot(pixel).tiffRepresentation();
+}
+
+Data png(std::string_view pixel) {
+    return *platform::bitmapData(dot(pixel).representations().front(), platform::BitmapFileType::PNG);
 }
 
 void receive(std::uint32_t msgid, std::vector<Data> components) {
@@ -77,6 +82,8 @@ TEST_F(Agent, MessagesSetExactlyWhatTheySayAndMalformedOnesAreIgnoredWhole) {
         {"icon", 101, {id, picture("TOOL")}, {.toolIcon = "TOOL"}},
         {"icon cleared", 101, {id}, {.toolIcon = ""}},
         {"what is no picture is none", 101, {id, Data("x")}, {.toolIcon = ""}},
+        {"a picture other than TIFF is none", 101, {id, png("TOOL")}, {.toolIcon = ""}},
+        {"a document is none", 101, {id, Data("%PDF-1.4")}, {.toolIcon = ""}},
         {"menu icon without flag", 102, {id, picture("MENU")}, {.menuIcon = "MENU", .isTemplate = false}},
         {"menu icon, template", 102, {id, picture("MENU"), Data("\7")}, {.menuIcon = "MENU"}},
         {"menu icon, flag of no bytes", 102, {id, picture("MENU"), Data()}, {}},
