@@ -17,17 +17,18 @@ constexpr std::uint32_t kGroupMayWrite = 020;
 constexpr std::uint32_t kOthersMayWrite = 02;
 
 // Who may write it beside its owner and the administrators; empty when nobody may.
-std::string foreignWriters(const FileManager::Attributes& attributes) {
+std::string foreignWriters(const FileManager::Attributes& attributes,
+                           std::optional<std::uint32_t> administrators) {
     if (attributes.mode & kOthersMayWrite)
         return "everybody";
-    const bool isAdministrators =
-        attributes.groupId == 0 || platform::administratorsGroup() == attributes.groupId;
+    const bool isAdministrators = attributes.groupId == 0 || administrators == attributes.groupId;
     return attributes.mode & kGroupMayWrite && !isAdministrators
                ? "the group " + platform::groupName(attributes.groupId)
                : "";
 }
 
-void addFaults(const std::string& path, FileManager::Kind expected, std::vector<std::string>& faults) {
+void addFaults(const std::string& path, FileManager::Kind expected,
+               std::optional<std::uint32_t> administrators, std::vector<std::string>& faults) {
     const auto attributes = FileManager::attributes(path);
     if (!attributes)
         return;
@@ -40,7 +41,7 @@ void addFaults(const std::string& path, FileManager::Kind expected, std::vector<
             formatText("'%@' is owned by %@, not by root", path, platform::userName(attributes->ownerId)));
     if (attributes->kind == FileManager::Kind::Symlink)
         return; // whose mode means nothing
-    if (const std::string writers = foreignWriters(*attributes); !writers.empty())
+    if (const std::string writers = foreignWriters(*attributes, administrators); !writers.empty())
         faults.push_back(
             formatText("'%@' may be written by %@, not only by the administrators", path, writers));
 }
@@ -60,10 +61,11 @@ std::vector<std::string> settingsFolders(const std::string& path) {
 }
 
 std::vector<std::string> settingsProtectionFaults(const std::string& path) {
+    const auto administrators = platform::administratorsGroup(); // a long look-up on many machines
     std::vector<std::string> faults;
-    addFaults(path, FileManager::Kind::File, faults);
+    addFaults(path, FileManager::Kind::File, administrators, faults);
     for (const std::string& folder : settingsFolders(path))
-        addFaults(folder, FileManager::Kind::Folder, faults);
+        addFaults(folder, FileManager::Kind::Folder, administrators, faults);
     return faults;
 }
 
