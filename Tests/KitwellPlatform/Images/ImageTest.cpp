@@ -46,7 +46,8 @@ TEST(Image, AReferencedFileIsReadWhenFirstAskedForAndOnlyOnce) {
     EXPECT_FALSE(image.isTemplate()) << "a copy's template flag reached the original";
     for (const std::string& path : {home.path("missing"), home.path("icon.tiff"), home.path(), std::string()})
         EXPECT_FALSE(Image::byReferencingFile(path).tiffRepresentation()) << path;
-    std::ofstream(home.path("icon.tiff")) << bitmapData(slope(2, 2, false, false), BitmapFileType::PNG)->text();
+    std::ofstream(home.path("icon.tiff"))
+        << bitmapData(slope(2, 2, false, false), BitmapFileType::PNG)->text();
     EXPECT_EQ(Image::byReferencingFile(home.path("icon.tiff")).width(), 2U);
     EXPECT_EQ(Image::byReferencingTiffFile(home.path("icon.tiff")).width(), 0U);
 }
