@@ -25,7 +25,7 @@ std::optional<std::string> newestPicture(const std::string& folder) {
     std::filesystem::file_time_type written;
     std::error_code failure;
     for (const std::string& name : platform::FileManager::namesInFolder(folder)) {
-        const std::filesystem::path path = folder + "/" + name;
+        const std::filesystem::path path = std::filesystem::path(folder) / name;
         if (!isNamedAsPicture(path) || !std::filesystem::is_regular_file(path, failure))
             continue;
         const auto moment = std::filesystem::last_write_time(path, failure);
@@ -40,8 +40,8 @@ std::optional<std::string> newestPicture(const std::string& folder) {
 std::optional<std::string> freeDocument(const std::string& folder, const std::string& name) {
     constexpr int kMostOfOneName = 1000;
     for (int number = 1; number <= kMostOfOneName; ++number) {
-        std::string path =
-            folder + "/" + name + (number > 1 ? " " + std::to_string(number) : std::string()) + ".pdf";
+        const std::string suffix = number > 1 ? " " + std::to_string(number) : std::string();
+        std::string path = std::string(folder).append("/").append(name).append(suffix).append(".pdf");
         if (!platform::FileManager::fileExists(path))
             return path;
     }

@@ -129,7 +129,7 @@ bool checkRunsAlone() {
 int main(int count, char** arguments) {
     // The agent may ask for a start in the background, as this one always is.
     const bool hasFile = count > 1 && std::string(arguments[1]) != "--hidden";
-    if (count > 2 || (hasFile && arguments[1][0] == '-')) {
+    if (count > 2 || (hasFile && (arguments[1][0] == '-' || arguments[1][0] == '\0'))) {
         std::fputs("usage: PageSnap [PICTURE]\n", stderr);
         return 2;
     }

@@ -10,7 +10,6 @@
 namespace kitwell::applications {
 
 using platform::Dictionary;
-using platform::Value;
 
 namespace {
 

@@ -29,24 +29,6 @@ std::pair<std::string, std::string> readOption(const std::string& text) {
     return {text.substr(start, equals - start), text.substr(std::min(equals + 1, text.size()))};
 }
 
-CommandLine readCommandLine(std::span<char*> texts) {
-    CommandLine line;
-    bool areOptionsOver = false;
-    for (const std::string text : texts) {
-        if (areOptionsOver || !text.starts_with('-'))
-            line.words.push_back(text);
-        else if (text == "--")
-            areOptionsOver = true;
-        else if (text == "--json")
-            line.format = Format::Json;
-        else if (text == "--help")
-            line.wantsHelp = true;
-        else
-            line.options.insert(readOption(text));
-    }
-    return line;
-}
-
 std::vector<Command> allCommands() {
     std::vector<Command> all;
     for (const auto group : {toolCommands(), scheduleCommands(), grantCommands(), resourceCommands(),
@@ -59,6 +41,39 @@ std::vector<std::string> wordsOf(std::string_view text) {
     using Word = std::istream_iterator<std::string>;
     std::istringstream stream{std::string(text)};
     return {Word(stream), Word()};
+}
+
+// Whether a value belongs to this option and does not stand in it: "--name value".
+bool takesNextWord(const std::string& text) {
+    const auto takesIt = [&](const Command& command) {
+        const auto known = wordsOf(command.options);
+        return std::any_of(known.begin(), known.end(),
+                           [&](const std::string& option) { return option.starts_with(text + "="); });
+    };
+    const auto all = allCommands();
+    return std::any_of(all.begin(), all.end(), takesIt);
+}
+
+CommandLine readCommandLine(std::span<char*> texts) {
+    CommandLine line;
+    bool areOptionsOver = false;
+    for (; !texts.empty(); texts = texts.subspan(1)) {
+        const std::string text = texts.front();
+        if (areOptionsOver || !text.starts_with('-'))
+            line.words.push_back(text);
+        else if (text == "--")
+            areOptionsOver = true;
+        else if (text == "--json")
+            line.format = Format::Json;
+        else if (text == "--help")
+            line.wantsHelp = true;
+        else if (texts.size() > 1 && takesNextWord(text)) {
+            line.options.insert({readOption(text).first, texts[1]});
+            texts = texts.subspan(1);
+        } else
+            line.options.insert(readOption(text));
+    }
+    return line;
 }
 
 // How many of the words begin alike.
@@ -104,7 +119,7 @@ std::optional<std::string> unknownOption(const Command& command, const CommandLi
         const auto isIt = [&](const std::string& option) {
             const std::size_t equals = option.find('=');
             return option.substr(0, equals) == "--" + given.first &&
-                   (equals == option.npos) == given.second.empty();
+                   (equals == std::string::npos) == given.second.empty();
         };
         if (std::none_of(known.begin(), known.end(), isIt))
             return given.first;

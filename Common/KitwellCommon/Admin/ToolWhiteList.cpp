@@ -51,7 +51,7 @@ std::vector<std::string> resolve(const platform::Array& names) {
 } // namespace
 
 std::shared_ptr<const ToolWhiteList> ToolWhiteList::createSharedInstance() {
-    const std::shared_ptr<const ToolWhiteList> instance(new ToolWhiteList(loadWhiteList()));
+    std::shared_ptr<const ToolWhiteList> instance(new ToolWhiteList(loadWhiteList()));
     instance->traceForbiddenTools();
     shared() = instance;
     return instance;

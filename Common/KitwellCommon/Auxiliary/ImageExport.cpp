@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <new>
 
 #include "KitwellCommon/Auxiliary/CommonAuxiliary.h"
 #include "KitwellPlatform/Files/FileManager.h"
@@ -22,10 +23,7 @@ bool write(const std::optional<Data>& data, const std::string& filePath) {
     return data && platform::FileManager::writeInPlace(filePath, data->bytes());
 }
 
-} // namespace
-
-std::optional<Data> CommonAuxiliary::dataForImageAsPDF(const Image& image, std::uint64_t pageHeight,
-                                                       const ExportProgress& progress) {
+std::optional<Data> pdfOf(const Image& image, std::uint64_t pageHeight, const ExportProgress& progress) {
     const ImageRepresentation* bitmap = bitmapOf(image);
     if (!bitmap)
         return std::nullopt;
@@ -48,6 +46,17 @@ std::optional<Data> CommonAuxiliary::dataForImageAsPDF(const Image& image, std::
             progress((height - remaining + page - 1) / page, allPages);
     }
     return context.close();
+}
+
+} // namespace
+
+std::optional<Data> CommonAuxiliary::dataForImageAsPDF(const Image& image, std::uint64_t pageHeight,
+                                                       const ExportProgress& progress) {
+    try {
+        return pdfOf(image, pageHeight, progress);
+    } catch (const std::bad_alloc&) {
+        return std::nullopt;
+    }
 }
 
 std::optional<Data> CommonAuxiliary::dataForImage(const Image& image, platform::BitmapFileType type) {

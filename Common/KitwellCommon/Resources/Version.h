@@ -30,7 +30,8 @@ public:
     Version appending(std::uint64_t number) const;
 
     friend bool operator==(const Version&, const Version&) = default;
-    friend std::strong_ordering operator<=>(const Version&, const Version&) = default;
+    // The check misreads the comparison with zero that this stands for.
+    friend auto operator<=>(const Version&, const Version&) = default; // NOLINT(modernize-use-nullptr)
 
 private:
     std::vector<std::uint64_t> numbers_;

@@ -33,7 +33,7 @@ void collectAlone(const std::string& folder) {
 
 void uploadAll(const std::string& folder) {
     for (const std::string& report : waitingReports(folder))
-        startUpload(folder + "/" + report, uploadResponsePath());
+        startUpload(std::string(folder).append("/").append(report), uploadResponsePath());
 }
 
 void collectAndUpload(const std::string& folder) {

@@ -99,7 +99,7 @@ void DesktopEntry::setText(std::string_view key, std::string_view text) {
 std::string DesktopEntry::content() const {
     std::string text = std::string(kGroup) + "\n";
     for (const auto& [key, value] : values_)
-        text += key + "=" + value + "\n";
+        ((text.append(key) += '=').append(value)) += '\n';
     return text;
 }
 

@@ -66,7 +66,7 @@ Result<std::vector<Entry>> readEntries() {
     for (const std::string& name : FileManager::namesInFolder(folder)) {
         if (!name.ends_with(".desktop"))
             continue;
-        if (auto entry = readEntry(folder + "/" + name))
+        if (auto entry = readEntry(std::string(folder).append("/").append(name)))
             entries.push_back(*std::move(entry));
     }
     std::ranges::stable_sort(entries, {}, &Entry::position);

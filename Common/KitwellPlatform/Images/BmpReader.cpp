@@ -110,7 +110,7 @@ std::array<Pixel, 256> paletteOf(const Fields& file, const Layout& layout) {
     const std::uint32_t count = told == 0 ? possible : std::min(told, possible);
     std::array<Pixel, 256> palette;
     palette.fill({std::byte{0}, std::byte{0}, std::byte{0}, std::byte{255}});
-    for (std::uint32_t i = 0; i < count && at + (i + 1) * entrySize <= layout.pixelsAt; ++i)
+    for (std::size_t i = 0; i < count && at + (i + 1) * entrySize <= layout.pixelsAt; ++i)
         for (unsigned colour = 0; colour < 3; ++colour)
             palette[i][2 - colour] = static_cast<std::byte>(file.number(at + i * entrySize + colour, 1));
     return palette;

@@ -8,6 +8,7 @@
 #include <gif_lib.h>
 
 #include "KitwellPlatform/Images/ColourQuantiser.h"
+#include "KitwellPlatform/Images/OutOfMemory.h"
 
 namespace kitwell::platform {
 
@@ -27,9 +28,7 @@ using Map = std::unique_ptr<ColorMapObject, MapFree>;
 
 int append(GifFileType* file, const GifByteType* bytes, int count) {
     auto& output = *static_cast<std::vector<std::byte>*>(file->UserData);
-    const auto* from = reinterpret_cast<const std::byte*>(bytes);
-    output.insert(output.end(), from, from + count);
-    return count;
+    return appendBytes(output, bytes, static_cast<std::size_t>(count)) ? count : 0;
 }
 
 // The format counts colours in powers of two; what fills them up is black.

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "KitwellPlatform/Files/AtomicFile.h"
+#include "KitwellPlatform/Images/OutOfMemory.h"
 #include "KitwellPlatform/Images/PictureReader.h"
 #include "KitwellPlatform/Images/TiffCodec.h"
 
@@ -27,8 +28,15 @@ bool isWithinBounds(const std::vector<ImageRepresentation>& pictures) {
     return pictures.size() <= kMaxImageRepresentations && bytes <= kMaxImagePixels * 4;
 }
 
-std::vector<ImageRepresentation> readTiffPictures(const Data& data) {
-    return readTiff(data).value_or(std::vector<ImageRepresentation>());
+using Pictures = std::vector<ImageRepresentation>;
+
+Pictures readTiffPictures(const Data& data) {
+    return readTiff(data).value_or(Pictures());
+}
+
+// What there is no memory for is not read.
+Pictures readWith(Pictures (*reader)(const Data& data), const Data& data) {
+    return orNothingWithoutMemory([&] { return reader(data); });
 }
 
 } // namespace
@@ -50,12 +58,12 @@ std::optional<Image> Image::fromRepresentations(std::vector<ImageRepresentation>
 }
 
 std::optional<Image> Image::fromData(const Data& data) {
-    auto pictures = readPictures(data);
+    auto pictures = readWith(readPictures, data);
     return pictures.empty() ? std::nullopt : std::optional(having(std::move(pictures)));
 }
 
 std::optional<Image> Image::fromTiff(const Data& data) {
-    auto pictures = readTiffPictures(data);
+    auto pictures = readWith(readTiffPictures, data);
     return pictures.empty() ? std::nullopt : std::optional(having(std::move(pictures)));
 }
 
@@ -81,8 +89,10 @@ const std::vector<ImageRepresentation>& Image::representations() const {
     std::call_once(state_->read, [&state = *state_] {
         if (state.path.empty())
             return;
-        if (const Result<Data> content = readFile(state.path, kMaxFileSize))
-            state.pictures = state.reader(*content);
+        state.pictures = orNothingWithoutMemory([&] {
+            const Result<Data> content = readFile(state.path, kMaxFileSize);
+            return content ? state.reader(*content) : Pictures();
+        });
     });
     return state_->pictures;
 }
@@ -96,7 +106,9 @@ std::uint32_t Image::height() const {
 }
 
 std::optional<Data> Image::tiffRepresentation() const {
-    return areBitmaps(representations()) ? writeTiff(representations()) : std::nullopt;
+    if (!areBitmaps(representations()))
+        return std::nullopt;
+    return orNothingWithoutMemory([this] { return writeTiff(representations()); });
 }
 
 } // namespace kitwell::platform

@@ -120,7 +120,52 @@ void fill(PixelBuffer& pixels, const opj_image_t& image) {
             convertFromYcc(rest.data());
 }
 
+// The codec takes memory for every tile as soon as it reads the header.
+constexpr std::uint64_t kMaxTiles = 4096;
+
+std::uint64_t numberAt(std::span<const std::byte> bytes, std::size_t at, std::size_t size) {
+    std::uint64_t number = 0;
+    for (const std::byte byte : bytes.subspan(at, size))
+        number = number << 8U | std::to_integer<std::uint64_t>(byte);
+    return number;
+}
+
+// The codestream in the file: the file itself, or the content of its box "jp2c"; empty when there is none.
+std::span<const std::byte> codestreamOf(std::span<const std::byte> file) {
+    if (file[0] == kCodestreamStart)
+        return file;
+    constexpr std::uint64_t kCodestreamBox = 0x6a703263;
+    while (file.size() >= 16) {
+        const std::uint64_t told = numberAt(file, 0, 4);
+        const std::size_t head = told == 1 ? 16 : 8;
+        const std::uint64_t size = told == 0 ? file.size() : told == 1 ? numberAt(file, 8, 8) : told;
+        if (numberAt(file, 4, 4) == kCodestreamBox)
+            return file.subspan(head);
+        if (size < head || size > file.size())
+            break;
+        file = file.subspan(size);
+    }
+    return {};
+}
+
+// By the size marker that every codestream begins with, before the codec sees it.
+bool claimsLittle(std::span<const std::byte> codestream) {
+    constexpr std::size_t kSizeMarkerEnd = 42;
+    if (codestream.size() < kSizeMarkerEnd)
+        return false;
+    const auto field = [&](std::size_t index) { return numberAt(codestream, 8 + 4 * index, 4); };
+    const std::uint64_t right = field(0), bottom = field(1), left = field(2), top = field(3);
+    const std::uint64_t tileWidth = field(4), tileHeight = field(5);
+    const std::uint64_t components = numberAt(codestream, 40, 2);
+    if (right <= left || bottom <= top || tileWidth == 0 || tileHeight == 0 || components > kMaxComponents ||
+        !PixelBuffer::isPossible(right - left, bottom - top))
+        return false;
+    return (right / tileWidth + 1) * (bottom / tileHeight + 1) <= kMaxTiles;
+}
+
 Jpeg2000Image decode(const Data& data) {
+    if (!claimsLittle(codestreamOf(data.bytes())))
+        return nullptr;
     Jpeg2000Input input{data.bytes()};
     const Jpeg2000Stream stream = openJpeg2000(input);
     const Jpeg2000Codec codec(

@@ -93,6 +93,9 @@ public:
     // to few.
     bool isUnderstoodEverywhere() const {
         const J_COLOR_SPACE space = codec.jpeg_color_space;
+        // Of two markers that contradict each other, readers believe different ones.
+        if (codec.saw_JFIF_marker && codec.saw_Adobe_marker && codec.Adobe_transform != 1)
+            return false;
         return codec.data_precision == 8 && !codec.arith_code &&
                (space == JCS_GRAYSCALE || space == JCS_YCbCr || (space == JCS_RGB && codec.saw_Adobe_marker));
     }

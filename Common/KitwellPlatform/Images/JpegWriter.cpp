@@ -8,6 +8,7 @@
 #include <jpeglib.h>
 
 #include "KitwellPlatform/Images/JpegErrors.h"
+#include "KitwellPlatform/Images/OutOfMemory.h"
 #include "KitwellPlatform/Images/PixelKind.h"
 
 namespace kitwell::platform {
@@ -52,6 +53,7 @@ public:
     JpegErrors errors;
     jpeg_compress_struct codec{};
     std::vector<std::byte> output;
+    bool isWhole = true; // until memory runs out
 
 private:
     static Writer& self(j_compress_ptr codec) { return *static_cast<Writer*>(codec->client_data); }
@@ -68,10 +70,7 @@ private:
     static void takeRest(j_compress_ptr codec) {
         self(codec).append(self(codec).block_.size() - self(codec).target_.free_in_buffer);
     }
-    void append(std::size_t count) {
-        const auto* from = reinterpret_cast<const std::byte*>(block_.data());
-        output.insert(output.end(), from, from + count);
-    }
+    void append(std::size_t count) { isWhole = appendBytes(output, block_.data(), count) && isWhole; }
 
     void describe(const ImageRepresentation& picture, PixelKind kind) {
         codec.image_width = picture.width;
@@ -105,7 +104,7 @@ private:
 std::optional<Data> writeJpeg(const ImageRepresentation& picture) {
     Writer writer;
     std::vector<std::byte> row(std::size_t{picture.width} * 4);
-    if (!writer.write(picture, kindOfPixels(picture.pixels.bytes()), row.data()))
+    if (!writer.write(picture, kindOfPixels(picture.pixels.bytes()), row.data()) || !writer.isWhole)
         return std::nullopt;
     return Data::adopting(std::move(writer.output));
 }

@@ -6,6 +6,7 @@
 
 #include <png.h>
 
+#include "KitwellPlatform/Images/OutOfMemory.h"
 #include "KitwellPlatform/Images/PixelKind.h"
 
 namespace kitwell::platform {
@@ -23,8 +24,8 @@ void staySilent(png_structp, png_const_charp) {}
 
 void append(png_structp png, png_bytep bytes, std::size_t count) {
     auto& output = *static_cast<std::vector<std::byte>*>(png_get_io_ptr(png));
-    const auto* from = reinterpret_cast<const std::byte*>(bytes);
-    output.insert(output.end(), from, from + count);
+    if (!appendBytes(output, bytes, count))
+        png_longjmp(png, 1);
 }
 void flushNothing(png_structp) {}
 

@@ -55,8 +55,8 @@ std::string withoutControlCharacters(std::string_view text) {
         else if (size == 0)
             line += text.front();
         else
-            for (const unsigned char byte : text.substr(0, size))
-                line += formatText("\\x%02x", static_cast<unsigned>(byte));
+            for (const char byte : text.substr(0, size))
+                line += formatText("\\x%02x", static_cast<unsigned>(static_cast<unsigned char>(byte)));
         text.remove_prefix(std::max<std::size_t>(size, 1));
     }
     return line;

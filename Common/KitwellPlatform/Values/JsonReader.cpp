@@ -102,15 +102,15 @@ std::size_t endOfString(std::string_view text, std::size_t quote) {
 std::optional<std::string> withHarmlessNumbers(std::string_view text) {
     constexpr std::size_t kAlwaysWithinRange = 300; // digits
     std::optional<std::string> harmless;
-    for (std::size_t at = text.find_first_of("\"0123456789"); at != text.npos;
+    for (std::size_t at = text.find_first_of("\"0123456789"); at != std::string_view::npos;
          at = text.find_first_of("\"0123456789", at)) {
         const bool isString = text[at] == '"';
         const std::size_t end = isString ? endOfString(text, at) : endOfNumber(text, at);
         const std::string_view number = text.substr(at, end - at);
-        const bool isPart =
-            end < text.size() && std::string_view("0123456789.eE+-").find(text[end]) != text.npos;
+        const bool isPart = end < text.size() &&
+                            std::string_view("0123456789.eE+-").find(text[end]) != std::string_view::npos;
         if (!isString && !isPart &&
-            (number.size() > kAlwaysWithinRange || number.find_first_of("eE") != number.npos)) {
+            (number.size() > kAlwaysWithinRange || number.find_first_of("eE") != std::string_view::npos)) {
             harmless = harmless ? *std::move(harmless) : std::string(text);
             harmless->replace(at, number.size(), number.size(), '0')[at + 1] = '.';
         }

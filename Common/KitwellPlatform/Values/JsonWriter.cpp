@@ -87,7 +87,7 @@ private:
         const auto read = parseJson(number.text);
         const bool isNumber =
             read && (read->asSigned() || read->asUnsigned() || read->asDouble() || read->asNumberText());
-        return isNumber && number.text.find_first_of(" \t\r\n\xEF") == number.text.npos &&
+        return isNumber && number.text.find_first_of(" \t\r\n\xEF") == std::string::npos &&
                writeRaw(number.text);
     }
     bool writeArray(const Array& array, std::size_t depth) {

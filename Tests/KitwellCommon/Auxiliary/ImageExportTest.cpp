@@ -144,7 +144,7 @@ TEST_F(ImageExport, PagesKeepEveryPixelInOrder) {
 
 TEST_F(ImageExport, EachSliceStandsAtTheTopOfItsPageAndIsNotScaled) {
     const ImageRepresentation source = picture({31, 100});
-    for (const std::uint64_t pageHeight : {0, 1, 30, 99}) {
+    for (const std::uint64_t pageHeight : {0U, 1U, 30U, 99U}) {
         const auto document = auxiliary().dataForImageAsPDF(imageOf(source), pageHeight);
         ASSERT_TRUE(document);
         const std::size_t page = pageHeight > 0 ? pageHeight : 100;
@@ -197,6 +197,19 @@ TEST_F(ImageExport, AJpegThatIsDrawnWholeKeepsItsBytesAndACutOneItsPixels) {
         odd.jpeg = *jpeg;
         EXPECT_TRUE(pixelsIn(*auxiliary().dataForImageAsPDF(imageOf(odd), 0), false) == odd.pixels.text());
     }
+}
+
+TEST_F(ImageExport, OfSeveralRepresentationsTheFirstIsExportedAndItsPagesAreTold) {
+    const auto first = picture({20, 30});
+    const auto image = Image::fromRepresentations({first, picture({10, 15})});
+    ASSERT_TRUE(image);
+    std::vector<std::pair<std::uint64_t, std::uint64_t>> told;
+    const auto note = [&](std::uint64_t pages, std::uint64_t all) { told.emplace_back(pages, all); };
+    EXPECT_EQ(auxiliary().dataForImageAsPDF(*image, 12, note),
+              auxiliary().dataForImageAsPDF(imageOf(first), 12));
+    EXPECT_EQ(told, (std::vector<std::pair<std::uint64_t, std::uint64_t>>{{1, 3}, {2, 3}, {3, 3}}));
+    EXPECT_EQ(auxiliary().dataForImage(*image, BitmapFileType::PNG),
+              auxiliary().dataForImage(imageOf(first), BitmapFileType::PNG));
 }
 
 TEST_F(ImageExport, AFailureHalfWayLeavesNoDocument) {

@@ -1,3 +1,5 @@
+#include <sys/resource.h>
+
 #include "Pictures.h"
 
 namespace kitwell::platform {
@@ -31,14 +33,43 @@ std::vector<std::string> claims() {
             replaced(gif, 6, number(0xffff, 2) + number(0xffff, 2)),
             replaced(gif, descriptor + 1, number(0xffff, 2) + number(0xffff, 2)),
             replaced(jpeg, frame + 5, number(60000, 2, true) + number(60000, 2, true)),
-            replaced(replaced(jp2, siz + 6, wide), siz + 22, wide),
-            replaced(jp2, siz + 6, wide)};
+            replaced(replaced(jp2, siz + 6, wide), siz + 22, wide), replaced(jp2, siz + 6, wide),
+            // Little to see in very many tiles, of which the codec would keep each.
+            replaced(replaced(jp2, siz + 6, number(1020, 4, true) + number(1020, 4, true)), siz + 22,
+                     number(4, 4, true) + number(4, 4, true))};
+}
+
+// Every type read and written with little memory: a failure, and no end of the process.
+int triesWithoutMemory() {
+    const ImageRepresentation large = slope(3000, 3000, false, true);
+    std::vector<std::string> files;
+    for (const BitmapFileType type : kAllTypes)
+        files.push_back(fileOf(large, type));
+    const rlimit little{std::uint64_t{64} << 20U, std::uint64_t{64} << 20U};
+    if (::setrlimit(RLIMIT_DATA, &little) != 0)
+        return 1;
+    for (std::size_t type = 0; type < files.size(); ++type) {
+        (void)bitmapData(large, kAllTypes[type]);
+        (void)Image::fromData(Data(std::string_view(files[type])));
+    }
+    return 0;
 }
 
 } // namespace
 
 CHILD_BODY(readPictureClaims) {
     return numberOfReadable(claims());
+}
+
+CHILD_BODY(worksWithLittleMemory) {
+    return triesWithoutMemory();
+}
+
+TEST(CodecBounds, APictureThatMemoryDoesNotSufficeForIsAFailureAndNoEnd) {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    GTEST_SKIP() << "a sanitizer ends the process where memory is refused";
+#endif
+    EXPECT_EQ(kitwell::test::ChildProcess::body("worksWithLittleMemory").wait(), 0);
 }
 
 TEST(CodecBounds, WhatClaimsTooManyPixelsIsRefusedWithoutTheMemory) {
