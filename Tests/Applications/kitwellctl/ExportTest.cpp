@@ -30,7 +30,7 @@ TEST(Kitwellctl, ExportsByTheEndingAndOverwritesOnlyWhenTold) {
         more.insert(more.begin(), {"export", input, output});
         return run(more);
     };
-    EXPECT_EQ(exportTo(pdf, {"--page-height=4"}), 0);
+    EXPECT_EQ(exportTo(pdf, {"--page-height", "4"}), 0);
     const auto expected = CommonAuxiliary::sharedInstance().dataForImageAsPDF(*image, 4);
     EXPECT_EQ(readFile(pdf, 10000).value(), expected.value());
     EXPECT_EQ(exportTo(pdf), 1);
