@@ -22,6 +22,7 @@ bool Session::run() {
     }
     if (const auto* content = std::get_if<OpenPanelContent>(&*request)) {
         PanelWindow window(*content, teller);
+        // cppcheck-suppress danglingLifetime; // the loop below ends before the window goes
         takeVerdict_ = [&window](const PlaceVerdict& verdict) { window.take(verdict); };
         runLoop();
         return true;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cctype>
 #include <cstdio>
+#include <utility>
 #include <vector>
 
 #include "JsonText.h"
@@ -37,12 +38,13 @@ std::string heading(std::string key) {
 std::vector<Row> cells(const Array& rows) {
     std::vector<Row> table(rows.empty() ? 0 : 1);
     for (const Value& value : rows) {
-        Row& row = table.emplace_back();
+        Row row;
         for (const auto& [key, held] : *value.asDictionary()) {
             row.push_back(cell(held));
-            if (table.size() == 2)
+            if (table.size() == 1)
                 table.front().push_back(heading(key));
         }
+        table.push_back(std::move(row));
     }
     return table;
 }

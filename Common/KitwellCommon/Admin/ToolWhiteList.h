@@ -59,6 +59,7 @@ template <class Application>
 bool ToolWhiteList::isToolAllowed(const Application& application) const {
     if constexpr (requires { application.identifier(); })
         return isToolAllowedWithBundleId(application.identifier());
+    // cppcheck-suppress identicalConditionAfterEarlyExit
     else if constexpr (requires { application.bundleId(); })
         return isToolAllowedWithBundleId(application.bundleId());
     else

@@ -25,8 +25,8 @@ LaunchedPrograms& LaunchedPrograms::shared() {
 Result<int> LaunchedPrograms::start(const std::string& executable, std::vector<std::string> arguments,
                                     int standardInput) {
     int process = 0;
-    if (const int failure = SpawnPlan(executable, std::move(arguments), standardInput).spawn(process);
-        failure != 0)
+    SpawnPlan plan(executable, std::move(arguments), standardInput);
+    if (const int failure = plan.spawn(process); failure != 0)
         return systemError("start " + executable, failure);
     Program& program = programs_.emplace_back();
     program.processIdentifier = process;

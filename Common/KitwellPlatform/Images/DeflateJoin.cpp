@@ -63,6 +63,7 @@ public:
             if (length > 0)
                 ++next[length + 1U];
         for (unsigned length = 1; length <= kMaxCodeLength; ++length)
+            // cppcheck-suppress containerOutOfBounds
             next[length] = (next[length] + next[length - 1]) * 2;
         for (std::size_t symbol = 0; symbol < lengths.size(); ++symbol)
             if (const unsigned length = lengths[symbol]; length > 0)

@@ -15,9 +15,9 @@ struct Moments {
     std::array<double, 3> sum{};
 
     void add(const ColourPoint& point) {
-        weight += double{point.weight};
+        weight += static_cast<double>(point.weight);
         for (std::size_t i = 0; i < 3; ++i)
-            sum[i] += double{point.weight} * double{point.mean[i]};
+            sum[i] += static_cast<double>(point.weight) * static_cast<double>(point.mean[i]);
     }
     void add(const Moments& other, double sign = 1) {
         weight += sign * other.weight;

@@ -72,7 +72,9 @@ bool OpenPanelContent::allows(const FileUrl& place) const {
 DialogPresenter& dialogPresenter() {
     static SystemPresenter system;
     DialogPresenter* const replacement = presenters().replacement;
-    return replacement ? *replacement : system;
+    if (replacement)
+        return *replacement;
+    return system;
 }
 
 void setDialogPresenter(DialogPresenter* presenter) {
