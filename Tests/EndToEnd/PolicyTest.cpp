@@ -11,7 +11,6 @@ using platform::Date;
 
 namespace {
 
-constexpr int kNotPossible = 77;
 constexpr char kCounter[] = "com.corvalen.kitwell.Counter";
 constexpr char kRefusal[] = "Counter is not allowed on this computer: the administrator's list of tools";
 
@@ -52,7 +51,7 @@ bool playScene() {
 
 CHILD_BODY(livesUnderAPolicy) {
     if (!platform::administratorsGroup() || !enterPrivateMachine(arguments[0]))
-        return kNotPossible;
+        return kNoPrivateMachine;
     if (!saw(control({"policy", "set-tools", "Clock"}) == 0, "the policy was not set") || !playScene())
         return 1;
     for (const char* tool : {"Counter", "DiskSpace", "Notes"}) {
@@ -64,15 +63,11 @@ CHILD_BODY(livesUnderAPolicy) {
 
 TEST(Policy, NoWayOfStartingAToolGetsRoundIt) {
     const Scene scene;
-    std::filesystem::create_directory(scene.home.path("machine"));
     std::filesystem::remove(scene.applications);
     std::filesystem::create_symlink(APPLICATIONS_FOLDER, scene.applications);
-    ChildProcess child = ChildProcess::body("livesUnderAPolicy", {scene.home.path("machine")});
     std::string said;
-    while (const auto line = child.readLine(std::chrono::seconds(50)))
-        said += *line + "\n";
-    const int ending = child.wait();
-    if (ending == kNotPossible)
+    const int ending = runOnPrivateMachine("livesUnderAPolicy", scene.home.path("machine"), said);
+    if (ending == kNoPrivateMachine)
         GTEST_SKIP() << "takes root, and a machine of its own";
     EXPECT_EQ(ending, 0) << said;
 }

@@ -6,6 +6,8 @@
 #include <sys/mount.h>
 #include <unistd.h>
 
+#include "Support/ChildProcess.h"
+
 namespace kitwell::test {
 
 namespace {
@@ -39,6 +41,14 @@ bool enterPrivateMachine(const std::string& folder) {
     std::error_code failure;
     fs::create_directory(folder + "/Library", failure);
     return !failure && ::chroot(folder.c_str()) == 0 && ::chdir("/") == 0;
+}
+
+int runOnPrivateMachine(const std::string& body, const std::string& folder, std::string& said) {
+    std::filesystem::create_directory(folder);
+    ChildProcess child = ChildProcess::body(body, {folder});
+    while (const auto line = child.readLine(std::chrono::seconds(50)))
+        said += *line + "\n";
+    return child.wait();
 }
 
 } // namespace kitwell::test

@@ -11,4 +11,11 @@ namespace kitwell::test {
 // rights.
 bool enterPrivateMachine(const std::string& folder);
 
+// What a child body answers where it could not enter one.
+inline constexpr int kNoPrivateMachine = 77;
+
+// Runs the child body with the folder as its argument, and answers its exit code; `said` takes what it
+// printed.
+int runOnPrivateMachine(const std::string& body, const std::string& folder, std::string& said);
+
 } // namespace kitwell::test

@@ -27,14 +27,6 @@ FileStatus statusFrom(const struct stat& status) {
             S_ISREG(status.st_mode)};
 }
 
-Result<void> lock(int descriptor, int operation) {
-    while (::flock(descriptor, operation) != 0) {
-        if (errno != EINTR)
-            return systemError("lock a file", errno);
-    }
-    return {};
-}
-
 // In one write, so that the content is whole or the write has failed.
 Result<void> writeGathered(int descriptor, std::span<const std::string_view> content) {
     std::vector<iovec> pieces;
@@ -65,7 +57,7 @@ Result<AppendFile> AppendFile::openLocked(const std::string& path, int flags, Lo
     if (!file)
         return file.error();
     if (wanted != Lock::None) {
-        if (auto locked = lock(file->get(), wanted == Lock::Shared ? LOCK_SH : LOCK_EX); !locked)
+        if (auto locked = waitForLock(file->get(), wanted == Lock::Shared ? LOCK_SH : LOCK_EX, path); !locked)
             return locked.error();
     }
     return AppendFile(*std::move(file));
@@ -83,7 +75,7 @@ Result<AppendFile> AppendFile::create(const std::string& path, std::span<const s
     auto file = NewFile::inFolder(folderOf(path), kNewFileMode);
     if (!file)
         return file.error();
-    if (auto locked = lock(file->descriptor(), LOCK_EX); !locked)
+    if (auto locked = waitForLock(file->descriptor(), LOCK_EX, path); !locked)
         return locked.error();
     if (auto written = writeGathered(file->descriptor(), content); !written)
         return written.error();
@@ -100,7 +92,7 @@ Result<FileStatus> AppendFile::status() const {
 }
 
 Result<void> AppendFile::lockExclusively() {
-    return lock(descriptor_.get(), LOCK_EX);
+    return waitForLock(descriptor_.get(), LOCK_EX, "an open file");
 }
 
 bool AppendFile::append(std::string_view text) {

@@ -36,14 +36,6 @@ Result<FileDescriptor> openOrCreateFolder(int base, const std::string& name) {
     return openFile(name, kFolderItself, 0, base);
 }
 
-Result<void> waitForLock(int folder, const std::string& path) {
-    while (::flock(folder, LOCK_EX) != 0) {
-        if (errno != EINTR)
-            return systemError("lock " + path, errno);
-    }
-    return {};
-}
-
 bool isSameFile(const struct stat& one, const struct stat& other) {
     return one.st_dev == other.st_dev && one.st_ino == other.st_ino;
 }
@@ -76,7 +68,7 @@ Result<ContainedFolder> ContainedFolder::create(const std::string& root,
     }
     if (!folder)
         return folder.error();
-    if (auto locked = waitForLock(folder->get(), path); !locked)
+    if (auto locked = waitForLock(folder->get(), LOCK_EX, path); !locked)
         return locked.error();
     return ContainedFolder(*std::move(folder), std::move(path));
 }

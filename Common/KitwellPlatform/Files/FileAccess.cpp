@@ -1,6 +1,7 @@
 #include "KitwellPlatform/Files/FileAccess.h"
 
 #include <cerrno>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <vector>
@@ -74,6 +75,14 @@ Result<Data> readRegularFile(int descriptor, std::size_t limit, const std::strin
     if (size > limit)
         return systemError("read " + path, EFBIG);
     return readToEnd(descriptor, size, limit, path);
+}
+
+Result<void> waitForLock(int descriptor, int operation, std::string_view path) {
+    while (::flock(descriptor, operation) != 0) {
+        if (errno != EINTR)
+            return systemError("lock " + std::string(path), errno);
+    }
+    return {};
 }
 
 std::string folderOf(const std::string& path) {

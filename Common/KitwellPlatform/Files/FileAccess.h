@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <span>
 #include <string>
+#include <string_view>
 #include <sys/types.h>
 
 #include "KitwellPlatform/Files/FileDescriptor.h"
@@ -27,6 +28,10 @@ Result<void> bringToDisk(int descriptor, const std::string& path);
 // The whole content of an open regular file: EFBIG beyond `limit` bytes, before memory is taken; EINVAL for
 // anything else than a regular file.
 Result<Data> readRegularFile(int descriptor, std::size_t limit, const std::string& path);
+
+// Waits for the lock of the open file: `operation` is LOCK_SH or LOCK_EX of flock(2); `path` is for the
+// error's text.
+Result<void> waitForLock(int descriptor, int operation, std::string_view path);
 
 // The folder that holds what the path names; "." for a path of one component.
 std::string folderOf(const std::string& path);

@@ -23,7 +23,7 @@ public:
 
     std::uint32_t width() const { return width_; }
     std::uint32_t height() const { return height_; }
-    std::byte* row(std::uint32_t y) { return &bytes_[std::size_t{y} * width_ * 4]; }
+    std::byte* row(std::uint32_t y) { return bytes().subspan(std::size_t{y} * width_ * 4).data(); }
     std::span<std::byte> bytes() { return {bytes_.get(), size()}; }
     ImageRepresentation picture() const {
         return {width_, height_, Data::sharing(bytes_, {bytes_.get(), size()})};

@@ -16,7 +16,6 @@ namespace {
 
 using Words = std::vector<std::string>;
 
-constexpr int kNotPossible = 77;
 const std::string kProgram = std::string(PROGRAMS_FOLDER) + "/kitwellctl";
 const std::string kPolicy = "/Library/Application Support/com.corvalen.kitwell/settings.conf";
 
@@ -190,7 +189,7 @@ bool refusesAnOrdinaryUser() {
 
 CHILD_BODY(administersAMachine) {
     if (!platform::administratorsGroup() || !enterPrivateMachine(arguments[0]))
-        return kNotPossible;
+        return kNoPrivateMachine;
     return setsAndTells() && findsMistakes() && findsMistakesInFolders() && setsAsideWhatCannotBeRead() &&
                    refusesAnOrdinaryUser()
                ? 0
@@ -199,13 +198,9 @@ CHILD_BODY(administersAMachine) {
 
 TEST(KitwellctlPolicy, IsSetCheckedAndExplainedAndAnOrdinaryUserIsRefused) {
     const TestHome home;
-    std::filesystem::create_directory(home.path("machine"));
-    ChildProcess child = ChildProcess::body("administersAMachine", {home.path("machine")});
     std::string said;
-    while (const auto line = child.readLine(std::chrono::seconds(50)))
-        said += *line + "\n";
-    const int ending = child.wait();
-    if (ending == kNotPossible)
+    const int ending = runOnPrivateMachine("administersAMachine", home.path("machine"), said);
+    if (ending == kNoPrivateMachine)
         GTEST_SKIP() << "takes root, and a machine of its own";
     EXPECT_EQ(ending, 0) << said;
 }
