@@ -8,11 +8,13 @@
 #include <filesystem>
 #include <numbers>
 #include <string>
+#include <vector>
 
 #include "KitwellCommon/KitwellCommon.h"
 #include "KitwellPlatform/Applications/Application.h"
 #include "KitwellPlatform/Applications/Bundle.h"
 #include "KitwellPlatform/Applications/RunningApplication.h"
+#include "KitwellPlatform/Files/FreePath.h"
 #include "KitwellPlatform/Files/SearchPaths.h"
 #include "KitwellPlatform/RunLoop/RunLoop.h"
 #include "NewestPicture.h"
@@ -43,6 +45,17 @@ platform::Image sheetIcon(int size, Colour colour) {
 
 std::uint64_t paperHeight(std::uint32_t width) {
     return static_cast<std::uint64_t>(std::lround(width * std::numbers::sqrt2));
+}
+
+// "<name>.pdf" in the folder, and for when that is taken "<name> 2.pdf" and so on.
+std::vector<std::string> documentPaths(const std::string& folder, const std::string& name) {
+    constexpr int kMostOfOneName = 1000;
+    std::vector<std::string> paths;
+    for (int number = 1; number <= kMostOfOneName; ++number) {
+        const std::string suffix = number > 1 ? " " + std::to_string(number) : std::string();
+        paths.push_back(std::string(folder).append("/").append(name).append(suffix).append(".pdf"));
+    }
+    return paths;
 }
 
 class PageSnap {
@@ -93,9 +106,13 @@ private:
         const auto folder = answered ? client_.sandboxReplyDir() : std::nullopt;
         if (!folder)
             return "no folder was granted to save " + name;
-        const auto document = freeDocument(*folder, std::filesystem::path(path).stem().string());
         const std::uint64_t pageHeight = paperHeight(image.width());
-        if (!document || !CommonAuxiliary::sharedInstance().saveImageAsPDF(image, *document, pageHeight))
+        const auto pdf = CommonAuxiliary::sharedInstance().dataForImageAsPDF(image, pageHeight);
+        if (!pdf)
+            return name + " cannot become a document";
+        const auto document = platform::writeToFirstFreePath(
+            pdf->bytes(), documentPaths(*folder, std::filesystem::path(path).stem().string()));
+        if (!document)
             return name + " cannot be saved in " + *folder;
         pages = (image.height() + pageHeight - 1) / pageHeight;
         return platform::formatText(pages == 1 ? "saved %@: %lu page" : "saved %@: %lu pages",

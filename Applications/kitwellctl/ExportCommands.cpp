@@ -8,7 +8,8 @@
 #include "KitwellCommon/KitwellCommon.h"
 #include "KitwellPlatform/Files/AtomicFile.h"
 #include "KitwellPlatform/Files/FileManager.h"
-#include "Shared/Words.h"
+#include "KitwellPlatform/Files/FreePath.h"
+#include "Shared/PictureNames.h"
 
 namespace kitwell::applications {
 
@@ -18,6 +19,7 @@ using platform::BitmapFileType;
 using platform::Data;
 using platform::FileManager;
 using platform::Image;
+using platform::Result;
 
 // Room for the largest picture with 16 bits a sample.
 constexpr std::size_t kMaxInput = platform::kMaxImagePixels * 8;
@@ -31,9 +33,9 @@ public:
         shown_ = Clock::now();
         write(step);
     }
-    void count(std::uint64_t pages, std::uint64_t allPages) {
+    void count(std::uint64_t rows, std::uint64_t allRows) {
         if (Clock::now() - shown_ > std::chrono::milliseconds(100))
-            begin("page " + std::to_string(pages) + " of " + std::to_string(allPages));
+            begin("encoding " + std::to_string(100 * rows / allRows) + " %");
     }
 
 private:
@@ -48,28 +50,13 @@ private:
     Clock::time_point shown_;
 };
 
-struct Kind {
-    std::string_view ending;
+struct Job {
+    std::string input;
+    std::string output;
     std::optional<BitmapFileType> bitmap; // none: a PDF document
+    std::uint64_t pageHeight = 0;
+    bool mayOverwrite = false;
 };
-
-constexpr Kind kKinds[] = {{".pdf", {}},
-                           {".tif", BitmapFileType::TIFF},
-                           {".tiff", BitmapFileType::TIFF},
-                           {".bmp", BitmapFileType::BMP},
-                           {".gif", BitmapFileType::GIF},
-                           {".jpg", BitmapFileType::JPEG},
-                           {".jpeg", BitmapFileType::JPEG},
-                           {".png", BitmapFileType::PNG},
-                           {".jp2", BitmapFileType::JPEG2000}};
-
-const Kind* kindFor(std::string_view path) {
-    for (const Kind& kind : kKinds)
-        if (path.size() > kind.ending.size() &&
-            isSameName(path.substr(path.size() - kind.ending.size()), kind.ending))
-            return &kind;
-    return nullptr;
-}
 
 std::optional<std::uint64_t> readNumber(std::string_view text) {
     std::uint64_t number = 0;
@@ -77,49 +64,57 @@ std::optional<std::uint64_t> readNumber(std::string_view text) {
     return failure == std::errc() && end == text.data() + text.size() ? std::optional(number) : std::nullopt;
 }
 
-std::optional<Data> make(const Kind& kind, const Image& image, std::uint64_t pageHeight, Progress& progress) {
+std::optional<Data> make(const Job& job, const Image& image, Progress& progress) {
     CommonAuxiliary& auxiliary = CommonAuxiliary::sharedInstance();
-    if (kind.bitmap)
-        return auxiliary.dataForImage(image, *kind.bitmap);
+    if (job.bitmap)
+        return auxiliary.dataForImage(image, *job.bitmap);
     return auxiliary.dataForImageAsPDF(
-        image, pageHeight,
-        [&progress](std::uint64_t pages, std::uint64_t all) { progress.count(pages, all); });
+        image, job.pageHeight,
+        [&progress](std::uint64_t rows, std::uint64_t all) { progress.count(rows, all); });
 }
 
-Answer carryOut(const Kind& kind, const std::string& input, const std::string& output,
-                std::uint64_t pageHeight) {
+// A file that came to stand there during the work is not overwritten either.
+Result<void> write(const Job& job, const Data& data) {
+    if (job.mayOverwrite)
+        return FileManager::writeInPlace(job.output, data.bytes());
+    const auto written = platform::writeToFirstFreePath(data.bytes(), std::span(&job.output, 1));
+    return written ? Result<void>() : written.error();
+}
+
+Answer carryOut(const Job& job) {
     Progress progress;
     progress.begin("reading");
-    auto content = platform::readFile(input, kMaxInput);
+    auto content = platform::readFile(job.input, kMaxInput);
     if (!content)
         return Answer::failed("cannot " + content.error().description);
     const auto image = Image::fromData(*content);
     if (!image || !image->representations().front().isBitmap())
-        return Answer::failed(input + " is no picture, or is damaged or too large");
+        return Answer::failed(job.input + " is no picture, or is damaged or too large");
     progress.begin("encoding");
-    const auto data = make(kind, *image, pageHeight, progress);
+    const auto data = make(job, *image, progress);
     if (!data)
-        return Answer::failed("the picture cannot be stored as " + std::string(kind.ending.substr(1)));
+        return Answer::failed("the picture cannot become " + job.output);
     progress.begin("writing");
-    if (const auto written = FileManager::writeInPlace(output, data->bytes()); !written)
+    if (const auto written = write(job, *data); !written)
         return Answer::failed("cannot " + written.error().description);
-    return Answer::done(output + " is written", {{"path", output}, {"bytes", data->size()}});
+    return Answer::done(job.output + " is written", {{"path", job.output}, {"bytes", data->size()}});
 }
 
 Answer exportPicture(const Call& call) {
-    const Kind* kind = kindFor(call[1]);
-    if (!kind)
-        return Answer::usage(call[1] + " has no ending of .pdf, .tiff, .bmp, .gif, .jpeg, .png or .jp2");
-    std::optional<std::uint64_t> pageHeight = 0;
-    if (call.has("page-height"))
-        pageHeight = readNumber(call.options.at("page-height"));
-    if (!pageHeight)
-        return Answer::usage("the page height is no number of pixels");
-    if (call.has("page-height") && kind->bitmap)
-        return Answer::usage("only a .pdf has pages");
-    if (!call.has("force") && FileManager::fileExists(call[1]))
-        return Answer::failed(call[1] + " exists already; --force overwrites it");
-    return carryOut(*kind, call[0], call[1], *pageHeight);
+    Job job{call[0], call[1], pictureTypeOf(call[1]), 0, call.has("force")};
+    if (!job.bitmap && !hasEnding(job.output, ".pdf"))
+        return Answer::usage(job.output + " has no ending of .pdf, .tiff, .bmp, .gif, .jpeg, .png or .jp2");
+    if (call.has("page-height")) {
+        const auto pageHeight = readNumber(call.options.at("page-height"));
+        if (!pageHeight)
+            return Answer::usage("the page height is no number of pixels");
+        if (job.bitmap)
+            return Answer::usage("only a .pdf has pages");
+        job.pageHeight = *pageHeight;
+    }
+    if (!job.mayOverwrite && FileManager::fileExists(job.output))
+        return Answer::failed(job.output + " exists already; --force overwrites it");
+    return carryOut(job);
 }
 
 constexpr Command kCommands[] = {

@@ -42,6 +42,10 @@ void blank(std::string& text, const DocumentPart& part) {
         [](char character) { return character != '\n'; }, ' ');
 }
 
+std::string pathIn(const std::string& folder, const std::string& name) {
+    return folder + "/" + name;
+}
+
 std::vector<std::string> filesToRemove() {
     std::vector<std::string> paths;
     // In the direction in which a log moves, so that none slips past.
@@ -50,7 +54,7 @@ std::vector<std::string> filesToRemove() {
     const std::string folder = usualReportFolder();
     for (const std::string& name : platform::FileManager::subpathsOfFolder(folder)) {
         if (name.starts_with("kitwell_report") && (name.ends_with(".xml") || name.ends_with(".xml.tar.gz")))
-            paths.push_back(folder + "/" + name);
+            paths.push_back(pathIn(folder, name));
     }
     paths.push_back(uploadResponsePath());
     return paths;
@@ -71,7 +75,7 @@ std::vector<WaitingDocument> waitingDocuments() {
                   [](const WaitingDocument& log) { return !platform::FileManager::fileExists(log.path); });
     const std::string folder = usualReportFolder();
     for (const std::string& report : waitingReports(folder))
-        documents.push_back({"report", folder + "/" + report});
+        documents.push_back({"report", pathIn(folder, report)});
     return documents;
 }
 

@@ -4,6 +4,7 @@
 
 #include "KitwellPlatform/Images/BitmapFile.h"
 #include "KitwellPlatform/Images/Image.h"
+#include "KitwellPlatform/Images/PdfContext.h"
 
 using namespace kitwell::platform;
 
@@ -26,7 +27,7 @@ void requireSame(const std::optional<Data>& written, const std::vector<ImageRepr
 
 } // namespace
 
-// Whatever is read can be written, and is the same when it is read again.
+// Whatever is read can be written, and is the same when it is read again; and it can become a document.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
     const auto image = Image::fromData(Data::copying(std::as_bytes(std::span(bytes, size))));
     if (!image || !image->representations().front().isBitmap())
@@ -39,5 +40,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
                                       BitmapFileType::PNG, BitmapFileType::JPEG2000})
         requireSame(bitmapData(first, type), {first},
                     type != BitmapFileType::GIF && type != BitmapFileType::JPEG);
+    PdfContext document;
+    require(document.addPage({0, 0, 9, 9}, first, {0, 0, 9, 9}) && document.close());
     return 0;
 }

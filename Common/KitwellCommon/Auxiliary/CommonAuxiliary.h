@@ -14,8 +14,8 @@
 
 namespace kitwell {
 
-// How far a document is: its pages that are at work or done, and all its pages.
-using ExportProgress = std::function<void(std::uint64_t pages, std::uint64_t allPages)>;
+// How far a document is: how many rows of the image stand in it, and all its rows.
+using ExportProgress = std::function<void(std::uint64_t rows, std::uint64_t allRows)>;
 
 // Desktop services of the suite's applications. Keeps no state; any thread.
 //

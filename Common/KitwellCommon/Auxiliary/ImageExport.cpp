@@ -30,10 +30,14 @@ std::optional<Data> pdfOf(const Image& image, std::uint64_t pageHeight, const Ex
     const std::uint32_t height = bitmap->height;
     const bool isCut = pageHeight != 0 && pageHeight < height;
     const std::uint32_t page = isCut ? static_cast<std::uint32_t>(pageHeight) : height;
-    const std::uint64_t allPages = height / page + (height % page != 0 ? 1U : 0U);
     const double width = bitmap->width;
 
-    platform::PdfContext context;
+    std::uint64_t done = 0;
+    platform::PdfContext context(0, [&](std::uint32_t rows) {
+        done += rows;
+        if (progress)
+            progress(done, height);
+    });
     for (std::uint32_t remaining = height; remaining != 0;) {
         const std::uint32_t slice = std::min(remaining, page);
         const auto part = platform::cutRows(*bitmap, height - remaining, slice);
@@ -42,8 +46,6 @@ std::optional<Data> pdfOf(const Image& image, std::uint64_t pageHeight, const Ex
                                       {0, empty, width, static_cast<double>(slice)}))
             return std::nullopt;
         remaining -= slice;
-        if (progress)
-            progress((height - remaining + page - 1) / page, allPages);
     }
     return context.close();
 }

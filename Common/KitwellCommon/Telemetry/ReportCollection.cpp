@@ -6,9 +6,9 @@
 #include "KitwellCommon/Telemetry/CEPLogGrab.h"
 #include "KitwellCommon/Telemetry/LogSealing.h"
 #include "KitwellPlatform/Files/AppendFile.h"
-#include "KitwellPlatform/Files/CopyToFreePath.h"
 #include "KitwellPlatform/Files/FileDescriptor.h"
 #include "KitwellPlatform/Files/FileManager.h"
+#include "KitwellPlatform/Files/FreePath.h"
 #include "KitwellPlatform/Files/SearchPaths.h"
 #include "KitwellPlatform/Values/Text.h"
 

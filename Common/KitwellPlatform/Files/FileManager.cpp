@@ -149,9 +149,12 @@ std::vector<std::string> FileManager::subpathsOfFolder(const std::string& path) 
 }
 
 Result<void> FileManager::writeInPlace(const std::string& path, std::span<const std::byte> content) {
-    auto file = openFile(path, O_WRONLY | O_CREAT | O_TRUNC | O_NOCTTY, 0666);
+    // A pipe that nobody reads is an error, no wait; one that is read is written as it is read.
+    auto file = openFile(path, O_WRONLY | O_CREAT | O_TRUNC | O_NOCTTY | O_NONBLOCK, 0666);
     if (!file)
         return file.error();
+    if (::fcntl(file->get(), F_SETFL, 0) != 0)
+        return systemError("write " + path, errno);
     if (auto done = writeAll(file->get(), content, path); !done)
         return done;
     // Some file systems tell only now that there was no room.

@@ -52,7 +52,8 @@ public:
     // Of a file or folder; a symlink at the path is the error ELOOP.
     static Result<void> setGroupAndMode(const std::string& path, std::uint32_t groupId, std::uint32_t mode);
     // Writes into the file that stands there, or creates it, with the rights that new files have; a symlink
-    // is followed. A failure may leave a part of the content. What must be whole is for replaceFile().
+    // is followed, and a pipe that nobody reads is the error ENXIO. A failure may leave a part of the
+    // content. What must be whole is for replaceFile().
     static Result<void> writeInPlace(const std::string& path, std::span<const std::byte> content);
     // Names without "." and "..", sorted by their bytes; empty when the folder cannot be read.
     static std::vector<std::string> namesInFolder(const std::string& path);

@@ -5,6 +5,7 @@
 #include <bit>
 #include <cstring>
 
+#include "KitwellPlatform/Images/BmpRuns.h"
 #include "KitwellPlatform/Images/PixelBuffer.h"
 
 namespace kitwell::platform {
@@ -18,13 +19,12 @@ constexpr std::uint32_t kAlphaHeaderSize = 56; // from here on the header itself
 constexpr std::uint32_t kMaxHeaderSize = 124;
 constexpr std::size_t kMasksAt = kFileHeaderSize + kInfoHeaderSize;
 
-// The other compressions are refused: the two run-length ones are as good as extinct, and the rest is for
-// printers.
+// The other compressions are refused: they are for printers.
 constexpr std::uint32_t kPlain = 0;
+constexpr std::uint32_t kRunsOf8Bits = 1;
+constexpr std::uint32_t kRunsOf4Bits = 2;
 constexpr std::uint32_t kMasks = 3;
 constexpr std::uint32_t kMasksWithAlpha = 6;
-
-using Pixel = std::array<std::byte, 4>;
 
 // Little-endian numbers at places in the file; 0 beyond its end.
 class Fields {
@@ -71,14 +71,22 @@ struct Layout {
 
     bool isOld() const { return headerSize == kOldHeaderSize; }
     std::uint64_t rowSize() const { return (width * bits + 31) / 32 * 4; }
-    bool hasMasks() const { return compression != kPlain; }
+    bool hasPalette() const { return bits <= 8; }
+    bool hasMasks() const { return compression == kMasks || compression == kMasksWithAlpha; }
+    bool isInRuns() const { return compression == kRunsOf8Bits || compression == kRunsOf4Bits; }
     bool isKnown() const {
         const bool isHeaderKnown = isOld() || (headerSize >= kInfoHeaderSize && headerSize <= kMaxHeaderSize);
-        const bool isDepthKnown =
-            bits == 1 || bits == 4 || bits == 8 || bits == 16 || bits == 24 || bits == 32;
-        const bool isKindKnown =
-            !hasMasks() || ((compression == kMasks || compression == kMasksWithAlpha) && bits >= 16);
-        return isHeaderKnown && isDepthKnown && isKindKnown;
+        return isHeaderKnown && isDepthKnown();
+    }
+
+private:
+    bool isDepthKnown() const {
+        if (isInRuns())
+            return bits == (compression == kRunsOf8Bits ? 8 : 4) && !isFromTop;
+        if (hasMasks())
+            return bits == 16 || bits == 24 || bits == 32;
+        return compression == kPlain &&
+               (bits == 1 || bits == 4 || bits == 8 || bits == 16 || bits == 24 || bits == 32);
     }
 };
 
@@ -102,13 +110,13 @@ Layout layoutOf(const Fields& file) {
 }
 
 // Black where the file has fewer colours than its pixels could name.
-std::array<Pixel, 256> paletteOf(const Fields& file, const Layout& layout) {
+BmpPalette paletteOf(const Fields& file, const Layout& layout) {
     const unsigned entrySize = layout.isOld() ? 3 : 4;
     const std::size_t at = kFileHeaderSize + layout.headerSize;
     const std::uint32_t told = layout.isOld() ? 0 : file.number(46, 4);
     const std::uint32_t possible = 1U << layout.bits;
     const std::uint32_t count = told == 0 ? possible : std::min(told, possible);
-    std::array<Pixel, 256> palette;
+    BmpPalette palette;
     palette.fill({std::byte{0}, std::byte{0}, std::byte{0}, std::byte{255}});
     for (std::size_t i = 0; i < count && at + (i + 1) * entrySize <= layout.pixelsAt; ++i)
         for (unsigned colour = 0; colour < 3; ++colour)
@@ -126,8 +134,8 @@ std::array<Channel, 4> channelsOf(const Fields& file, const Layout& layout) {
     return {mask(0), mask(1), mask(2), hasAlpha ? mask(3) : Channel(0)};
 }
 
-void readPaletteRow(const std::byte* row, std::uint32_t width, unsigned bits,
-                    const std::array<Pixel, 256>& palette, std::byte* pixels) {
+void readPaletteRow(const std::byte* row, std::uint32_t width, unsigned bits, const BmpPalette& palette,
+                    std::byte* pixels) {
     for (std::uint32_t x = 0; x < width; ++x) {
         const std::size_t bit = std::size_t{x} * bits;
         const auto byte = std::to_integer<unsigned>(row[bit / 8]);
@@ -148,26 +156,38 @@ void readColourRow(const std::byte* row, std::uint32_t width, unsigned bits,
     }
 }
 
+void readRows(const Fields& file, const Layout& layout, std::span<const std::byte> rows,
+              PixelBuffer& pixels) {
+    const BmpPalette palette = layout.hasPalette() ? paletteOf(file, layout) : BmpPalette{};
+    const auto channels = channelsOf(file, layout);
+    for (std::uint32_t y = 0; y < pixels.height(); ++y) {
+        const std::byte* row = rows.data() + y * layout.rowSize();
+        std::byte* target = pixels.row(layout.isFromTop ? y : pixels.height() - 1 - y);
+        if (layout.hasPalette())
+            readPaletteRow(row, pixels.width(), layout.bits, palette, target);
+        else
+            readColourRow(row, pixels.width(), layout.bits, channels, target);
+    }
+}
+
 } // namespace
 
 std::optional<ImageRepresentation> readBmp(const Data& data) {
     const Fields file(data.bytes());
     const Layout layout = layoutOf(file);
     if (!layout.isKnown() || !PixelBuffer::isPossible(layout.width, layout.height) ||
-        layout.pixelsAt > data.size() || layout.rowSize() > (data.size() - layout.pixelsAt) / layout.height)
+        layout.pixelsAt > data.size())
+        return std::nullopt;
+    const auto stored = data.bytes().subspan(layout.pixelsAt);
+    const bool mayBeWhole = layout.isInRuns() ? mayBeBmpRuns(stored, layout.width, layout.height)
+                                              : layout.rowSize() <= stored.size() / layout.height;
+    if (!mayBeWhole)
         return std::nullopt;
     PixelBuffer pixels(static_cast<std::uint32_t>(layout.width), static_cast<std::uint32_t>(layout.height));
-    const bool hasPalette = layout.bits <= 8;
-    const auto palette = hasPalette ? paletteOf(file, layout) : std::array<Pixel, 256>{};
-    const auto channels = channelsOf(file, layout);
-    for (std::uint32_t y = 0; y < pixels.height(); ++y) {
-        const std::byte* row = data.data() + layout.pixelsAt + y * layout.rowSize();
-        std::byte* target = pixels.row(layout.isFromTop ? y : pixels.height() - 1 - y);
-        if (hasPalette)
-            readPaletteRow(row, pixels.width(), layout.bits, palette, target);
-        else
-            readColourRow(row, pixels.width(), layout.bits, channels, target);
-    }
+    if (!layout.isInRuns())
+        readRows(file, layout, stored, pixels);
+    else if (!readBmpRuns(stored, layout.bits, paletteOf(file, layout), pixels))
+        return std::nullopt;
     return pixels.picture();
 }
 

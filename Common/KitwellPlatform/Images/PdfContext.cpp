@@ -78,16 +78,19 @@ struct ImageObject {
 } // namespace
 
 struct PdfContext::State {
-    explicit State(unsigned threads) : deflaters(threads), work(threads) {}
+    State(unsigned threads, RowsWritten told)
+        : rowsWritten(std::move(told)), deflaters(threads), work(threads) {}
 
     std::size_t addImage(const ImageRepresentation& picture);
-    std::size_t addJpeg(const Data& jpeg, const std::string& dictionary);
+    std::size_t addJpeg(const ImageRepresentation& picture, const std::string& dictionary);
     std::size_t addPixels(const ImageRepresentation& picture, PdfSamples samples, const std::string& more);
     void write(ImageObject& image, const DeflatedPiece& piece, bool isFirst, bool isLast);
+    void tellRows(std::uint32_t rows) const;
     void addPage(const PdfRectangle& box, std::size_t image, const PdfRectangle& place);
     std::size_t drawing(const PdfRectangle& place);
     Data finish();
 
+    const RowsWritten rowsWritten;
     PdfFile file;
     const std::size_t root = file.newNumber();
     const std::size_t pageTree = file.newNumber();
@@ -117,7 +120,13 @@ std::size_t PdfContext::State::addPixels(const ImageRepresentation& picture, Pdf
             [this, image, piece, isLast, deflated](unsigned worker) {
                 *deflated = deflaters[worker].deflate(image->picture, image->samples, piece, isLast);
             },
-            [this, image, isFirst, isLast, deflated] { write(*image, *deflated, isFirst, isLast); });
+            [this, image, piece, isFirst, isLast, deflated] {
+                write(*image, *deflated, isFirst, isLast);
+                // The colours are written after their alpha.
+                if (image->samples != PdfSamples::Alpha &&
+                    piece.firstColumn + piece.columns == image->picture.width)
+                    tellRows(piece.rows);
+            });
     }
     return image->object;
 }
@@ -144,16 +153,22 @@ void PdfContext::State::write(ImageObject& image, const DeflatedPiece& piece, bo
         file.writeObject(image.lengthObject, std::to_string(image.length));
 }
 
-std::size_t PdfContext::State::addJpeg(const Data& jpeg, const std::string& dictionary) {
+void PdfContext::State::tellRows(std::uint32_t rows) const {
+    if (rowsWritten)
+        rowsWritten(rows);
+}
+
+std::size_t PdfContext::State::addJpeg(const ImageRepresentation& picture, const std::string& dictionary) {
     const std::size_t object = file.newNumber();
     const std::string head =
-        dictionary + "/Filter/DCTDecode/Length " + std::to_string(jpeg.size()) + ">>stream\n";
-    work.add({}, [this, object, head, jpeg] {
+        dictionary + "/Filter/DCTDecode/Length " + std::to_string(picture.jpeg.size()) + ">>stream\n";
+    work.add({}, [this, object, head, jpeg = picture.jpeg, rows = picture.height] {
         file.begin(object);
         file.write(head);
         file.write(jpeg.bytes());
         file.write("\nendstream");
         file.end();
+        tellRows(rows);
     });
     return object;
 }
@@ -162,7 +177,7 @@ std::size_t PdfContext::State::addImage(const ImageRepresentation& picture) {
     const auto frame = findJpegFrame(picture.jpeg.bytes());
     if (frame && frame->width == picture.width && frame->height == picture.height &&
         (frame->components == 1 || frame->components == 3))
-        return addJpeg(picture.jpeg, imageDictionary(picture, frame->components == 1));
+        return addJpeg(picture, imageDictionary(picture, frame->components == 1));
     const PixelKind kind = kindOfPixels(picture.pixels.bytes());
     std::string more;
     if (!kind.isOpaque)
@@ -206,7 +221,8 @@ Data PdfContext::State::finish() {
     return file.finish();
 }
 
-PdfContext::PdfContext(unsigned threads) : state_(std::make_unique<State>(threadsFor(threads))) {}
+PdfContext::PdfContext(unsigned threads, RowsWritten rowsWritten)
+    : state_(std::make_unique<State>(threadsFor(threads), std::move(rowsWritten))) {}
 PdfContext::~PdfContext() = default;
 
 bool PdfContext::addPage(const PdfRectangle& mediaBox, const ImageRepresentation& picture,
@@ -222,6 +238,7 @@ bool PdfContext::addPage(const PdfRectangle& mediaBox, const ImageRepresentation
     } catch (const std::bad_alloc&) {
         hasFailed = true;
     }
+    hasFailed = hasFailed || state_->file.isBroken();
     return !hasFailed;
 }
 

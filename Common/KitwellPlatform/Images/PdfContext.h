@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 
@@ -29,8 +30,11 @@ PLATFORM_API std::optional<ImageRepresentation> cutRows(const ImageRepresentatio
 // context's own threads run while it is at work and end with it.
 class PLATFORM_API PdfContext {
 public:
+    // Told on the caller's thread, when so many more rows of the pictures stand in the document.
+    using RowsWritten = std::function<void(std::uint32_t rows)>;
+
     // On so many threads, the caller's included; 0: as many as the machine has processors, up to 8.
-    explicit PdfContext(unsigned threads = 0);
+    explicit PdfContext(unsigned threads = 0, RowsWritten rowsWritten = {});
     ~PdfContext();
     PdfContext(const PdfContext&) = delete;
     PdfContext& operator=(const PdfContext&) = delete;

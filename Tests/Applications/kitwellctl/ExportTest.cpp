@@ -4,6 +4,7 @@
 #include "KitwellPlatform/Files/AtomicFile.h"
 #include "KitwellPlatform/Files/FileManager.h"
 #include "Support/Harness.h"
+#include "Support/Keyboard.h"
 
 using namespace kitwell;
 using namespace kitwell::platform;
@@ -51,4 +52,25 @@ TEST(Kitwellctl, ExportsByTheEndingAndOverwritesOnlyWhenTold) {
     for (const std::string& unreadable : {text, pdf, home.path(), home.path("missing")})
         EXPECT_EQ(run({"export", unreadable, home.path("b.pdf")}), 1) << unreadable;
     EXPECT_FALSE(FileManager::fileExists(home.path("b.pdf")));
+    std::filesystem::create_symlink("b.pdf", home.path("link.pdf"));
+    EXPECT_EQ(exportTo(home.path("link.pdf")), 1);
+    EXPECT_FALSE(FileManager::fileExists(home.path("b.pdf"))) << "a symlink that leads nowhere was followed";
+}
+
+TEST(Kitwellctl, ShowsHowFarAnExportIsOnATerminalOnly) {
+    const TestHome home;
+    const auto image = Image::fromRepresentations({{3, 10, Data(std::string(120, 'a'))}});
+    ASSERT_TRUE(image && CommonAuxiliary::sharedInstance().saveImage(*image, BitmapFileType::TIFF,
+                                                                     home.path("picture.tiff")));
+    const auto exportTellingIn = [&](const std::string& errors) {
+        return ChildProcess::program("/bin/sh", {"-c", R"(exec "$1" export "$2" "$3" --force 2> "$4")", "sh",
+                                                 std::string(PROGRAMS_FOLDER) + "/kitwellctl",
+                                                 home.path("picture.tiff"), home.path("a.pdf"), errors});
+    };
+    const Keyboard keyboard;
+    ChildProcess shown = exportTellingIn(keyboard.terminal());
+    keyboard.waitFor("reading\r\033[Kencoding\r\033[K");
+    EXPECT_EQ(shown.wait(), 0);
+    EXPECT_EQ(exportTellingIn(home.path("errors")).wait(), 0);
+    EXPECT_TRUE(std::filesystem::is_empty(home.path("errors")));
 }

@@ -199,17 +199,32 @@ TEST_F(ImageExport, AJpegThatIsDrawnWholeKeepsItsBytesAndACutOneItsPixels) {
     }
 }
 
-TEST_F(ImageExport, OfSeveralRepresentationsTheFirstIsExportedAndItsPagesAreTold) {
+TEST_F(ImageExport, OfSeveralRepresentationsTheFirstIsExported) {
     const auto first = picture({20, 30});
     const auto image = Image::fromRepresentations({first, picture({10, 15})});
     ASSERT_TRUE(image);
-    std::vector<std::pair<std::uint64_t, std::uint64_t>> told;
-    const auto note = [&](std::uint64_t pages, std::uint64_t all) { told.emplace_back(pages, all); };
-    EXPECT_EQ(auxiliary().dataForImageAsPDF(*image, 12, note),
-              auxiliary().dataForImageAsPDF(imageOf(first), 12));
-    EXPECT_EQ(told, (std::vector<std::pair<std::uint64_t, std::uint64_t>>{{1, 3}, {2, 3}, {3, 3}}));
+    EXPECT_EQ(auxiliary().dataForImageAsPDF(*image, 12), auxiliary().dataForImageAsPDF(imageOf(first), 12));
     EXPECT_EQ(auxiliary().dataForImage(*image, BitmapFileType::PNG),
               auxiliary().dataForImage(imageOf(first), BitmapFileType::PNG));
+}
+
+TEST_F(ImageExport, TheRowsThatStandInTheDocumentAreTold) {
+    const auto told = [](const ImageRepresentation& picture, std::uint64_t pageHeight) {
+        std::vector<std::uint64_t> rows;
+        EXPECT_TRUE(auxiliary().dataForImageAsPDF(imageOf(picture), pageHeight,
+                                                  [&](std::uint64_t done, std::uint64_t all) {
+                                                      EXPECT_EQ(all, picture.height);
+                                                      rows.push_back(done);
+                                                  }));
+        return rows;
+    };
+    using Rows = std::vector<std::uint64_t>;
+    EXPECT_EQ(told(picture({20, 30}), 12), (Rows{12, 24, 30}));
+    EXPECT_EQ(told(picture({600000, 3}), 0), (Rows{1, 2, 3})) << "rows of several pieces";
+    const Rows inPieces = told(picture({1200, 1200}), 0);
+    EXPECT_GT(inPieces.size(), 3U) << "one page, in pieces";
+    EXPECT_TRUE(std::is_sorted(inPieces.begin(), inPieces.end()));
+    EXPECT_EQ(inPieces.back(), 1200U);
 }
 
 TEST_F(ImageExport, AFailureHalfWayLeavesNoDocument) {
@@ -250,8 +265,18 @@ TEST_F(ImageExport, SavesInPlaceAndTellsWhatCouldNotBeWritten) {
         EXPECT_FALSE(auxiliary().saveImage(nothing, BitmapFileType::TIFF, file));
     }
     EXPECT_EQ(readFile(file, 1UL << 20).value(), tiff) << "the file was touched though there is no data";
-    for (const std::string& path : {home.path("no folder/file"), home.path(), std::string("/dev/full")}) {
+    const std::string pipe = home.path("pipe");
+    ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
+    for (const std::string& path :
+         {home.path("no folder/file"), home.path(), std::string("/dev/full"), pipe}) {
         EXPECT_FALSE(auxiliary().saveImageAsPDF(image, path, 0)) << path;
         EXPECT_FALSE(auxiliary().saveImage(image, BitmapFileType::TIFF, path)) << path;
     }
+
+    ChildProcess reader = ChildProcess::program("/bin/cp", {pipe, home.path("read")});
+    const Image large = imageOf(picture({300, 200}));
+    EXPECT_TRUE(test::waitUntil([&] { return auxiliary().saveImage(large, BitmapFileType::TIFF, pipe); }));
+    EXPECT_EQ(reader.wait(), 0);
+    EXPECT_EQ(readFile(home.path("read"), 1UL << 20).value(),
+              *auxiliary().dataForImage(large, BitmapFileType::TIFF));
 }

@@ -2,8 +2,8 @@
 
 #include "KitwellPlatform/Files/AppendFile.h"
 #include "KitwellPlatform/Files/AtomicFile.h"
-#include "KitwellPlatform/Files/CopyToFreePath.h"
 #include "KitwellPlatform/Files/FileManager.h"
+#include "KitwellPlatform/Files/FreePath.h"
 #include "Support/Harness.h"
 
 using namespace kitwell::platform;
@@ -39,5 +39,11 @@ TEST_F(AppendFileTest, ACopyTakesTheFirstFreeNameOrLeavesNothing) {
     EXPECT_EQ(*copy(home.path("source")), paths[1]);
     EXPECT_EQ(readFile(paths[1], content.size())->text(), content);
     EXPECT_EQ(copy(home.path("source")).error().code, EEXIST);
+    const auto bytes = std::as_bytes(std::span(content));
+    EXPECT_EQ(writeToFirstFreePath(bytes, paths).error().code, EEXIST);
     EXPECT_EQ(names(), (std::vector<std::string>{"a", "b"}));
+    std::filesystem::remove(paths[0]);
+    EXPECT_EQ(*writeToFirstFreePath(bytes, paths), paths[0]);
+    EXPECT_EQ(readFile(paths[0], content.size())->text(), content);
+    EXPECT_FALSE(writeToFirstFreePath(bytes, std::vector{home.path("missing/c")}));
 }

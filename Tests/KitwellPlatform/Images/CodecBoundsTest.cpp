@@ -160,8 +160,38 @@ TEST(CodecBounds, EveryKindOfBmpIsRead) {
         ASSERT_TRUE(image) << expected;
         EXPECT_EQ(image->representations().front().pixels.text(), raw(expected));
     }
-    EXPECT_FALSE(Image::fromData(Data(bmp(40, 8, 1, "", raw("0201000000000001")))));
     EXPECT_FALSE(Image::fromData(Data(bmp(40, 64, 0, "", std::string(16, 'a')))));
+}
+
+TEST(CodecBounds, ABmpOfRunsIsReadUnlessItEndsBeforeItsPicture) {
+    // Five columns and four rows of the colours 0 to f, each of which is grey.
+    const auto seen = [](unsigned bits, const std::string& code, std::uint32_t height = 4) {
+        std::string info = number(40) + number(5) + number(height) + number(1, 2) + number(bits, 2) +
+                           number(bits == 8 ? 1 : 2) + std::string(12, '\0') + number(16) + number(0);
+        for (unsigned colour = 0; colour < 16; ++colour)
+            info += number(colour * 0x010101, 4);
+        const auto image =
+            Image::fromData(Data("BM" + number(0, 8) + number(14 + info.size()) + info + raw(code)));
+        std::string colours;
+        for (std::size_t at = 0; image && at < image->representations().front().pixels.size(); at += 4)
+            colours += "0123456789abcdef"[image->representations().front().pixels.text()[at] & 15];
+        return colours;
+    };
+    // A run, five colours each by itself, a move, two runs of one, and a last run.
+    const std::string of8 = "0501000000050203040506000000000203000107010800000509";
+    const std::string of4 = "0512000000053456700000000002030001a001c00000059d";
+    const std::string end = "0001";
+    EXPECT_EQ(seen(8, of8), "99999000782345611111");
+    EXPECT_EQ(seen(8, of8 + end), "99999000782345611111");
+    EXPECT_EQ(seen(4, of4 + end), "9d9d9000ac3456712121");
+    EXPECT_EQ(seen(8, "ff010000ff02" + end), "00000000002222211111") << "what is beyond a row's end";
+    EXPECT_EQ(seen(8, "0002ffff0101" + end), std::string(20, '0')) << "a move out of the picture";
+    for (const std::string& code :
+         std::vector<std::string>{of8.substr(0, of8.size() - 4), "0005010203", "000201", "01", ""})
+        EXPECT_EQ(seen(8, code), "") << code;
+    EXPECT_EQ(seen(8, of8, 0U - 4), "") << "runs from the top";
+    EXPECT_EQ(seen(4, end, 1000000), "") << "hardly any code for so many pixels";
+    EXPECT_EQ(seen(16, of8), "");
 }
 
 TEST(CodecBounds, TheFirstFrameOfAGifStandsInItsPlace) {
