@@ -8,10 +8,9 @@
 #include <string>
 
 #include "KitwellCommon/KitwellCommon.h"
-#include "KitwellPlatform/Applications/Application.h"
 #include "KitwellPlatform/RunLoop/RunLoop.h"
 #include "Shared/Canvas.h"
-#include "Shared/Policy.h"
+#include "Shared/Tool.h"
 #include "Shared/UsageLog.h"
 
 namespace kitwell::applications {
@@ -89,9 +88,7 @@ private:
 } // namespace kitwell::applications
 
 int main() {
-    if (!kitwell::applications::checkToolIsAllowed())
-        return 1;
-    const kitwell::applications::UsageLog usage;
-    const kitwell::applications::Clock clock;
-    return kitwell::platform::Application::shared().run();
+    return kitwell::applications::checkToolIsAllowed()
+               ? kitwell::applications::runTool<kitwell::applications::Clock>()
+               : 1;
 }

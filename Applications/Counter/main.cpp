@@ -5,11 +5,10 @@
 #include <string>
 
 #include "KitwellCommon/KitwellCommon.h"
-#include "KitwellPlatform/Applications/Application.h"
 #include "KitwellPlatform/Files/AtomicFile.h"
 #include "KitwellPlatform/Preferences/UserDefaults.h"
 #include "Shared/Canvas.h"
-#include "Shared/Policy.h"
+#include "Shared/Tool.h"
 #include "Shared/UsageLog.h"
 
 namespace kitwell::applications {
@@ -89,9 +88,7 @@ private:
 } // namespace kitwell::applications
 
 int main() {
-    if (!kitwell::applications::checkToolIsAllowed())
-        return 1;
-    const kitwell::applications::UsageLog usage;
-    const kitwell::applications::Counter counter;
-    return kitwell::platform::Application::shared().run();
+    return kitwell::applications::checkToolIsAllowed()
+               ? kitwell::applications::runTool<kitwell::applications::Counter>()
+               : 1;
 }

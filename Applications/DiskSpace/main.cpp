@@ -8,14 +8,13 @@
 
 #include "Gauge.h"
 #include "KitwellCommon/KitwellCommon.h"
-#include "KitwellPlatform/Applications/Application.h"
 #include "KitwellPlatform/Applications/Bundle.h"
 #include "KitwellPlatform/Files/AtomicFile.h"
 #include "KitwellPlatform/Files/FileManager.h"
 #include "KitwellPlatform/Files/SearchPaths.h"
 #include "KitwellPlatform/Preferences/UserDefaults.h"
 #include "KitwellPlatform/RunLoop/RunLoop.h"
-#include "Shared/Policy.h"
+#include "Shared/Tool.h"
 #include "Shared/UsageLog.h"
 
 namespace kitwell::applications {
@@ -127,9 +126,7 @@ private:
 } // namespace kitwell::applications
 
 int main() {
-    if (!kitwell::applications::checkToolIsAllowed())
-        return 1;
-    const kitwell::applications::UsageLog usage;
-    const kitwell::applications::DiskSpace diskSpace;
-    return kitwell::platform::Application::shared().run();
+    return kitwell::applications::checkToolIsAllowed()
+               ? kitwell::applications::runTool<kitwell::applications::DiskSpace>()
+               : 1;
 }

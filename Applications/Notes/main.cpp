@@ -2,10 +2,9 @@
 // time; the notes outlast the process.
 
 #include "KitwellCommon/KitwellCommon.h"
-#include "KitwellPlatform/Applications/Application.h"
 #include "KitwellPlatform/Preferences/UserDefaults.h"
 #include "Shared/Canvas.h"
-#include "Shared/Policy.h"
+#include "Shared/Tool.h"
 #include "Shared/UsageLog.h"
 
 namespace kitwell::applications {
@@ -64,9 +63,7 @@ private:
 } // namespace kitwell::applications
 
 int main() {
-    if (!kitwell::applications::checkToolIsAllowed() || !kitwell::ToolRequirements::checkToolCanRun())
-        return 1;
-    const kitwell::applications::UsageLog usage;
-    const kitwell::applications::Notes notes;
-    return kitwell::platform::Application::shared().run();
+    return kitwell::applications::checkToolIsAllowed() && kitwell::ToolRequirements::checkToolCanRun()
+               ? kitwell::applications::runTool<kitwell::applications::Notes>()
+               : 1;
 }

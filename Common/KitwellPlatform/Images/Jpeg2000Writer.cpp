@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <bit>
+#include <cstdlib>
 #include <utility>
 
 #include <openjpeg.h>
@@ -39,21 +40,18 @@ void fill(opj_image_t& image, std::span<const std::byte> pixels, PixelKind kind)
 }
 
 // Each resolution halves the picture, and the library wants a pixel to be left at the end.
-opj_cparameters_t lossless(const ImageRepresentation& picture, PixelKind kind) {
+opj_cparameters_t lossless(const ImageRepresentation& picture, bool subtractsGreen) {
     opj_cparameters_t parameters;
     opj_set_default_encoder_parameters(&parameters);
     parameters.tcp_numlayers = 1;
     parameters.cp_disto_alloc = 1;
-    parameters.tcp_mct = kind.isGrey ? 0 : 1;
+    parameters.tcp_mct = subtractsGreen ? 1 : 0;
     const auto halvings = std::bit_width(std::min(picture.width, picture.height));
     parameters.numresolution = std::min(parameters.numresolution, static_cast<int>(halvings));
     return parameters;
 }
 
-} // namespace
-
-std::optional<Data> writeJpeg2000(const ImageRepresentation& picture) {
-    const PixelKind kind = kindOfPixels(picture.pixels.bytes());
+std::optional<Data> encode(const ImageRepresentation& picture, PixelKind kind, bool subtractsGreen) {
     const Jpeg2000Image image = emptyImage(picture, kind);
     const Jpeg2000Codec codec(opj_create_compress(OPJ_CODEC_JP2));
     Jpeg2000Output output;
@@ -61,13 +59,46 @@ std::optional<Data> writeJpeg2000(const ImageRepresentation& picture) {
     if (!image || !codec || !stream)
         return std::nullopt;
     fill(*image, picture.pixels.bytes(), kind);
-    opj_cparameters_t parameters = lossless(picture, kind);
+    opj_cparameters_t parameters = lossless(picture, subtractsGreen);
     if (!opj_setup_encoder(codec.get(), &parameters, image.get()) ||
         !opj_start_compress(codec.get(), image.get(), stream.get()) ||
         !opj_encode(codec.get(), stream.get()) || !opj_end_compress(codec.get(), stream.get()))
         return std::nullopt;
     stream.reset();
     return Data::adopting(std::move(output.bytes));
+}
+
+// The library gives a coefficient of the wavelets 9 bits in the coarsest band, and silently damages what
+// needs more. The filter makes values up to 2.92 times as large in six resolutions; red and blue less green,
+// which range from -255 to 255, only fit for certain while they stay within this.
+constexpr int kMaxCertainDifference = 170;
+
+bool fitsForCertain(std::span<const std::byte> pixels) {
+    for (std::size_t at = 0; at < pixels.size(); at += 4) {
+        const int green = std::to_integer<int>(pixels[at + 1]);
+        if (std::abs(std::to_integer<int>(pixels[at]) - green) > kMaxCertainDifference ||
+            std::abs(std::to_integer<int>(pixels[at + 2]) - green) > kMaxCertainDifference)
+            return false;
+    }
+    return true;
+}
+
+bool isKept(const ImageRepresentation& picture, const Data& file) {
+    const auto back = readJpeg2000(file);
+    return back && back->pixels == picture.pixels;
+}
+
+} // namespace
+
+// Green is taken from red and blue, which makes files a good deal smaller, wherever nothing is lost by it.
+std::optional<Data> writeJpeg2000(const ImageRepresentation& picture) {
+    const PixelKind kind = kindOfPixels(picture.pixels.bytes());
+    if (kind.isGrey)
+        return encode(picture, kind, false);
+    auto file = encode(picture, kind, true);
+    if (!file || fitsForCertain(picture.pixels.bytes()) || isKept(picture, *file))
+        return file;
+    return encode(picture, kind, false);
 }
 
 } // namespace kitwell::platform

@@ -129,6 +129,20 @@ TEST_F(BitmapFile, FilesOfOtherProgramsAreRead) {
     }
 }
 
+// The codec has no room for coefficients as large as these colours make them.
+TEST(BitmapFileBounds, Jpeg2000KeepsTheHardestColours) {
+    for (const std::uint32_t height : {3U, 115U}) {
+        std::string pixels;
+        for (std::uint32_t y = 0; y < height; ++y)
+            for (std::uint32_t x = 0; x < 3; ++x)
+                pixels += raw((x / 2 + y / 2) % 2 == 0 ? "ff00ffff" : "00ff00ff");
+        const auto file = bitmapData({3, height, Data(pixels)}, BitmapFileType::JPEG2000);
+        const auto back = Image::fromData(file.value_or(Data()));
+        ASSERT_TRUE(back);
+        EXPECT_EQ(back->representations().front().pixels.text(), pixels) << height;
+    }
+}
+
 TEST(BitmapFileBounds, WhatIsNoBitmapOrTooLargeForItsTypeGivesNoData) {
     const auto page = Image::fromData(Data("%PDF-1.7\n"));
     ASSERT_TRUE(page);

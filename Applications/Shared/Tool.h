@@ -1,0 +1,18 @@
+#pragma once
+
+#include "KitwellPlatform/Applications/Application.h"
+#include "Shared/Policy.h"
+#include "Shared/UsageLog.h"
+
+namespace kitwell::applications {
+
+// The life of a tool that may run: an object of this class, and a record of its use, until the application
+// ends. Answers the exit code. Main thread.
+template <class Tool>
+int runTool() {
+    const UsageLog usage;
+    const Tool tool;
+    return platform::Application::shared().run();
+}
+
+} // namespace kitwell::applications
