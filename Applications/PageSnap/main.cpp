@@ -97,7 +97,8 @@ private:
     // Answers what came of it; `pages` stays 0 on failure.
     std::string save(const std::string& path, std::uint64_t& pages) {
         const std::string name = std::filesystem::path(path).filename().string();
-        const platform::Image image = platform::Image::byReferencingFile(path);
+        const platform::Image image =
+            platform::Image::byReferencingFile(path, platform::ImagePictures::First);
         if (image.height() == 0)
             return name + " is no picture";
         client_.setMenuText("asking where to save " + name);

@@ -1,14 +1,14 @@
 #include <charconv>
-#include <chrono>
-#include <cstdio>
+#include <csignal>
+#include <filesystem>
 #include <optional>
-#include <unistd.h>
 
 #include "Commands.h"
 #include "KitwellCommon/KitwellCommon.h"
 #include "KitwellPlatform/Files/AtomicFile.h"
 #include "KitwellPlatform/Files/FileManager.h"
 #include "KitwellPlatform/Files/FreePath.h"
+#include "Progress.h"
 #include "Shared/PictureNames.h"
 
 namespace kitwell::applications {
@@ -20,35 +20,6 @@ using platform::Data;
 using platform::FileManager;
 using platform::Image;
 using platform::Result;
-
-// Room for the largest picture with 16 bits a sample.
-constexpr std::size_t kMaxInput = platform::kMaxImagePixels * 8;
-
-// One line on a terminal, which goes when the work is over; nothing where the standard error is none.
-class Progress {
-public:
-    ~Progress() { write(""); }
-
-    void begin(const std::string& step) {
-        shown_ = Clock::now();
-        write(step);
-    }
-    void count(std::uint64_t rows, std::uint64_t allRows) {
-        if (Clock::now() - shown_ > std::chrono::milliseconds(100))
-            begin("encoding " + std::to_string(100 * rows / allRows) + " %");
-    }
-
-private:
-    using Clock = std::chrono::steady_clock;
-
-    void write(const std::string& text) const {
-        if (isTerminal_)
-            std::fprintf(stderr, "\r\033[K%s", text.c_str());
-    }
-
-    const bool isTerminal_ = ::isatty(STDERR_FILENO) == 1;
-    Clock::time_point shown_;
-};
 
 struct Job {
     std::string input;
@@ -73,8 +44,12 @@ std::optional<Data> make(const Job& job, const Image& image, Progress& progress)
         [&progress](std::uint64_t rows, std::uint64_t all) { progress.count(rows, all); });
 }
 
-// A file that came to stand there during the work is not overwritten either.
+// A picture that is exported over itself must not be lost with a write that fails, and a file that came to
+// stand there during the work is not overwritten either.
 Result<void> write(const Job& job, const Data& data) {
+    std::error_code failure;
+    if (job.mayOverwrite && std::filesystem::equivalent(job.input, job.output, failure))
+        return platform::replaceFile(job.output, data.bytes());
     if (job.mayOverwrite)
         return FileManager::writeInPlace(job.output, data.bytes());
     const auto written = platform::writeToFirstFreePath(data.bytes(), std::span(&job.output, 1));
@@ -84,10 +59,10 @@ Result<void> write(const Job& job, const Data& data) {
 Answer carryOut(const Job& job) {
     Progress progress;
     progress.begin("reading");
-    auto content = platform::readFile(job.input, kMaxInput);
+    auto content = platform::readFile(job.input, platform::kMaxImageFileSize);
     if (!content)
         return Answer::failed("cannot " + content.error().description);
-    const auto image = Image::fromData(*content);
+    const auto image = Image::fromData(*content, platform::ImagePictures::First);
     if (!image || !image->representations().front().isBitmap())
         return Answer::failed(job.input + " is no picture, or is damaged or too large");
     progress.begin("encoding");
@@ -95,6 +70,7 @@ Answer carryOut(const Job& job) {
     if (!data)
         return Answer::failed("the picture cannot become " + job.output);
     progress.begin("writing");
+    std::signal(SIGPIPE, SIG_IGN); // a pipe that is read no more is a failure as any other
     if (const auto written = write(job, *data); !written)
         return Answer::failed("cannot " + written.error().description);
     return Answer::done(job.output + " is written", {{"path", job.output}, {"bytes", data->size()}});

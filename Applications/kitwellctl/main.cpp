@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <new>
 #include <optional>
 #include <sstream>
 #include <vector>
@@ -68,10 +69,12 @@ CommandLine readCommandLine(std::span<char*> texts) {
         else if (text == "--help")
             line.wantsHelp = true;
         else if (texts.size() > 1 && takesNextWord(text)) {
-            line.options.insert({readOption(text).first, texts[1]});
+            line.options.insert_or_assign(readOption(text).first, texts[1]);
             texts = texts.subspan(1);
-        } else
-            line.options.insert(readOption(text));
+        } else {
+            const auto [name, value] = readOption(text);
+            line.options.insert_or_assign(name, value);
+        }
     }
     return line;
 }
@@ -137,7 +140,11 @@ Answer carryOut(const CommandLine& line) {
     if (arguments.size() != wordsOf(command->parameters).size())
         return Answer::usage("usage: kitwellctl " + std::string(command->words) + " " +
                              std::string(command->parameters));
-    return command->run({arguments, line.options});
+    try {
+        return command->run({arguments, line.options});
+    } catch (const std::bad_alloc&) {
+        return Answer::failed("there is not enough memory");
+    }
 }
 
 ExitCode runProgram(std::span<char*> texts) {

@@ -13,9 +13,6 @@ namespace kitwell::platform {
 
 namespace {
 
-// Room for the largest picture with 16 bits a sample.
-constexpr std::size_t kMaxFileSize = kMaxImagePixels * 8;
-
 bool areBitmaps(const std::vector<ImageRepresentation>& pictures) {
     return !pictures.empty() && std::all_of(pictures.begin(), pictures.end(),
                                             [](const auto& picture) { return picture.isBitmap(); });
@@ -29,14 +26,15 @@ bool isWithinBounds(const std::vector<ImageRepresentation>& pictures) {
 }
 
 using Pictures = std::vector<ImageRepresentation>;
+using Reader = Pictures(const Data& data, ImagePictures wanted);
 
-Pictures readTiffPictures(const Data& data) {
-    return readTiff(data).value_or(Pictures());
+Pictures readTiffPictures(const Data& data, ImagePictures wanted) {
+    return readTiff(data, wanted).value_or(Pictures());
 }
 
 // What there is no memory for is not read.
-Pictures readWith(Pictures (*reader)(const Data& data), const Data& data) {
-    return orNothingWithoutMemory([&] { return reader(data); });
+Pictures readWith(Reader* reader, const Data& data, ImagePictures wanted) {
+    return orNothingWithoutMemory([&] { return reader(data, wanted); });
 }
 
 } // namespace
@@ -44,7 +42,8 @@ Pictures readWith(Pictures (*reader)(const Data& data), const Data& data) {
 // Copies of an image on two threads may both be the first to look at the file.
 struct Image::State {
     std::string path;
-    std::vector<ImageRepresentation> (*reader)(const Data& data) = readPictures;
+    Reader* reader = readPictures;
+    ImagePictures wanted = ImagePictures::All;
     std::once_flag read;
     std::vector<ImageRepresentation> pictures;
 };
@@ -57,13 +56,13 @@ std::optional<Image> Image::fromRepresentations(std::vector<ImageRepresentation>
     return having(std::move(representations));
 }
 
-std::optional<Image> Image::fromData(const Data& data) {
-    auto pictures = readWith(readPictures, data);
+std::optional<Image> Image::fromData(const Data& data, ImagePictures wanted) {
+    auto pictures = readWith(readPictures, data, wanted);
     return pictures.empty() ? std::nullopt : std::optional(having(std::move(pictures)));
 }
 
 std::optional<Image> Image::fromTiff(const Data& data) {
-    auto pictures = readWith(readTiffPictures, data);
+    auto pictures = readWith(readTiffPictures, data, ImagePictures::All);
     return pictures.empty() ? std::nullopt : std::optional(having(std::move(pictures)));
 }
 
@@ -73,9 +72,10 @@ Image Image::having(std::vector<ImageRepresentation> representations) {
     return Image(std::move(state));
 }
 
-Image Image::byReferencingFile(std::string path) {
+Image Image::byReferencingFile(std::string path, ImagePictures wanted) {
     auto state = std::make_shared<State>();
     state->path = std::move(path);
+    state->wanted = wanted;
     return Image(std::move(state));
 }
 
@@ -90,8 +90,8 @@ const std::vector<ImageRepresentation>& Image::representations() const {
         if (state.path.empty())
             return;
         state.pictures = orNothingWithoutMemory([&] {
-            const Result<Data> content = readFile(state.path, kMaxFileSize);
-            return content ? state.reader(*content) : Pictures();
+            const Result<Data> content = readFile(state.path, kMaxImageFileSize);
+            return content ? state.reader(*content, state.wanted) : Pictures();
         });
     });
     return state_->pictures;

@@ -35,6 +35,13 @@ struct PLATFORM_API ImageRepresentation {
     }
 };
 
+// Which pictures of a file are read: of a document of many pages the first may be all that is wanted, and
+// what follows it is not looked at.
+enum class ImagePictures { All, First };
+
+// No larger file is read: room for the largest picture with 16 bits a sample.
+inline constexpr std::size_t kMaxImageFileSize = kMaxImagePixels * 8;
+
 // A picture in one or more representations, and whether it is a template (drawn in the colour of its
 // surroundings). Copies share their pixels; the template flag belongs to each copy. One thread at a time;
 // copies may be on different threads.
@@ -46,13 +53,13 @@ public:
     // Reads TIFF with all its pictures, and PNG, JPEG, JPEG 2000, BMP and the first frame of a GIF; may share
     // the bytes of `data`. What is a PDF has one representation that is no bitmap. Nothing when the data is
     // no picture, is damaged, or is beyond the bounds above.
-    static std::optional<Image> fromData(const Data& data);
+    static std::optional<Image> fromData(const Data& data, ImagePictures wanted = ImagePictures::All);
     // The same for TIFF alone, in which pictures travel between processes: what an unknown process sent
     // reaches no other decoder.
     static std::optional<Image> fromTiff(const Data& data);
     // Refers to a file: it is read when the first representation is asked for. A file that then cannot be
     // read gives an image without representations.
-    static Image byReferencingFile(std::string path);
+    static Image byReferencingFile(std::string path, ImagePictures wanted = ImagePictures::All);
     static Image byReferencingTiffFile(std::string path);
 
     const std::vector<ImageRepresentation>& representations() const;

@@ -5,6 +5,7 @@
 
 #include <openjpeg.h>
 
+#include "KitwellPlatform/Images/Jpeg2000Claims.h"
 #include "KitwellPlatform/Images/Jpeg2000Stream.h"
 #include "KitwellPlatform/Images/PixelBuffer.h"
 
@@ -12,8 +13,6 @@ namespace kitwell::platform {
 
 namespace {
 
-constexpr std::byte kCodestreamStart{0xff};
-constexpr std::uint32_t kMaxComponents = 4;
 constexpr std::uint32_t kMaxPrecision = 31;
 
 using Component = opj_image_comp_t;
@@ -29,7 +28,7 @@ std::uint32_t heightOf(const opj_image_t& image) {
 bool isWithinBounds(const opj_image_t& image) {
     if (image.x1 <= image.x0 || image.y1 <= image.y0 ||
         !PixelBuffer::isPossible(widthOf(image), heightOf(image)) || image.numcomps == 0 ||
-        image.numcomps > kMaxComponents)
+        image.numcomps > kMaxJpeg2000Components)
         return false;
     return std::all_of(image.comps, image.comps + image.numcomps, [](const Component& component) {
         return component.dx >= 1 && component.dx <= 2 && component.dy >= 1 && component.dy <= 2 &&
@@ -56,12 +55,14 @@ public:
     }
 
 private:
-    // A coarse component begins with the first of its own samples inside the picture.
+    // A coarse component begins with the first of its own samples inside the picture; a pixel before it has
+    // none.
     static std::uint32_t place(std::uint32_t origin, std::uint32_t at, std::uint32_t step,
                                std::uint32_t size) {
         if (step == 1)
             return std::min(at, size - 1);
-        return std::min((origin % step + at) / step, size - 1);
+        const std::uint32_t before = (step - origin % step) % step;
+        return at < before ? 0 : std::min((at - before) / step, size - 1);
     }
 
     const Component& component_;
@@ -120,56 +121,13 @@ void fill(PixelBuffer& pixels, const opj_image_t& image) {
             convertFromYcc(rest.data());
 }
 
-// The codec takes memory for every tile as soon as it reads the header.
-constexpr std::uint64_t kMaxTiles = 4096;
-
-std::uint64_t numberAt(std::span<const std::byte> bytes, std::size_t at, std::size_t size) {
-    std::uint64_t number = 0;
-    for (const std::byte byte : bytes.subspan(at, size))
-        number = number << 8U | std::to_integer<std::uint64_t>(byte);
-    return number;
-}
-
-// The codestream in the file: the file itself, or the content of its box "jp2c"; empty when there is none.
-std::span<const std::byte> codestreamOf(std::span<const std::byte> file) {
-    if (file[0] == kCodestreamStart)
-        return file;
-    constexpr std::uint64_t kCodestreamBox = 0x6a703263;
-    while (file.size() >= 16) {
-        const std::uint64_t told = numberAt(file, 0, 4);
-        const std::size_t head = told == 1 ? 16 : 8;
-        const std::uint64_t size = told == 0 ? file.size() : told == 1 ? numberAt(file, 8, 8) : told;
-        if (numberAt(file, 4, 4) == kCodestreamBox)
-            return file.subspan(head);
-        if (size < head || size > file.size())
-            break;
-        file = file.subspan(size);
-    }
-    return {};
-}
-
-// By the size marker that every codestream begins with, before the codec sees it.
-bool claimsLittle(std::span<const std::byte> codestream) {
-    constexpr std::size_t kSizeMarkerEnd = 42;
-    if (codestream.size() < kSizeMarkerEnd)
-        return false;
-    const auto field = [&](std::size_t index) { return numberAt(codestream, 8 + 4 * index, 4); };
-    const std::uint64_t right = field(0), bottom = field(1), left = field(2), top = field(3);
-    const std::uint64_t tileWidth = field(4), tileHeight = field(5);
-    const std::uint64_t components = numberAt(codestream, 40, 2);
-    if (right <= left || bottom <= top || tileWidth == 0 || tileHeight == 0 || components > kMaxComponents ||
-        !PixelBuffer::isPossible(right - left, bottom - top))
-        return false;
-    return (right / tileWidth + 1) * (bottom / tileHeight + 1) <= kMaxTiles;
-}
-
 Jpeg2000Image decode(const Data& data) {
-    if (!claimsLittle(codestreamOf(data.bytes())))
+    if (!claimsLittle(data.bytes()))
         return nullptr;
     Jpeg2000Input input{data.bytes()};
     const Jpeg2000Stream stream = openJpeg2000(input);
     const Jpeg2000Codec codec(
-        opj_create_decompress(data.data()[0] == kCodestreamStart ? OPJ_CODEC_J2K : OPJ_CODEC_JP2));
+        opj_create_decompress(isJpeg2000Codestream(data.bytes()) ? OPJ_CODEC_J2K : OPJ_CODEC_JP2));
     opj_dparameters_t parameters;
     opj_set_default_decoder_parameters(&parameters);
     opj_image_t* header = nullptr;
@@ -177,8 +135,10 @@ Jpeg2000Image decode(const Data& data) {
         !opj_read_header(stream.get(), codec.get(), &header))
         return nullptr;
     Jpeg2000Image image(header);
-    if (!isWithinBounds(*image) || !opj_decode(codec.get(), stream.get(), image.get()) ||
-        !opj_end_decompress(codec.get(), stream.get()))
+    if (!isWithinBounds(*image))
+        return nullptr;
+    shareJpeg2000Work(codec.get(), std::uint64_t{widthOf(*image)} * heightOf(*image));
+    if (!opj_decode(codec.get(), stream.get(), image.get()) || !opj_end_decompress(codec.get(), stream.get()))
         return nullptr;
     return image;
 }

@@ -3,9 +3,12 @@
 #include <algorithm>
 #include <cstring>
 #include <limits>
+#include <thread>
 #include <type_traits>
 
 #include <openjpeg.h>
+
+#include "KitwellPlatform/Images/OutOfMemory.h"
 
 namespace kitwell::platform {
 
@@ -26,9 +29,8 @@ OPJ_SIZE_T read(void* buffer, OPJ_SIZE_T count, void* stream) {
 
 OPJ_SIZE_T write(void* buffer, OPJ_SIZE_T count, void* stream) {
     auto& output = *static_cast<Jpeg2000Output*>(stream);
-    if (count > kMaxFileSize - output.position)
+    if (count > kMaxFileSize - output.position || !growTo(output.bytes, output.position + count))
         return kFailed;
-    output.bytes.resize(std::max(output.bytes.size(), output.position + count));
     std::memcpy(output.bytes.data() + output.position, buffer, count);
     output.position += count;
     return count;
@@ -80,6 +82,14 @@ void Jpeg2000ImageFree::operator()(opj_image* image) const {
 }
 void Jpeg2000StreamFree::operator()(void** stream) const {
     opj_stream_destroy(stream);
+}
+
+void shareJpeg2000Work(void** codec, std::uint64_t pixels) {
+    constexpr std::uint64_t kWorthIt = std::uint64_t{1} << 18U;
+    constexpr unsigned kMaxThreads = 8;
+    if (pixels >= kWorthIt)
+        opj_codec_set_threads(codec,
+                              static_cast<int>(std::min(std::thread::hardware_concurrency(), kMaxThreads)));
 }
 
 Jpeg2000Stream openJpeg2000(Jpeg2000Input& input) {

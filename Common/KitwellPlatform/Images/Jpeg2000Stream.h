@@ -34,6 +34,9 @@ struct Jpeg2000Output {
     std::size_t position = 0;
 };
 
+// Lets the codec work on all processors where the picture is worth it; the result is the same.
+void shareJpeg2000Work(void** codec, std::uint64_t pixels);
+
 // Streams over memory; what they read or write must outlive them.
 Jpeg2000Stream openJpeg2000(Jpeg2000Input& input);
 Jpeg2000Stream createJpeg2000(Jpeg2000Output& output);

@@ -59,6 +59,7 @@ std::optional<Data> encode(const ImageRepresentation& picture, PixelKind kind, b
     if (!image || !codec || !stream)
         return std::nullopt;
     fill(*image, picture.pixels.bytes(), kind);
+    shareJpeg2000Work(codec.get(), std::uint64_t{picture.width} * picture.height);
     opj_cparameters_t parameters = lossless(picture, subtractsGreen);
     if (!opj_setup_encoder(codec.get(), &parameters, image.get()) ||
         !opj_start_compress(codec.get(), image.get(), stream.get()) ||

@@ -30,4 +30,13 @@ inline bool appendBytes(std::vector<std::byte>& output, const void* bytes, std::
     });
 }
 
+// The same for one that writes at any place: new bytes before that place are 0.
+inline bool growTo(std::vector<std::byte>& output, std::size_t size) noexcept {
+    return orNothingWithoutMemory([&] {
+        if (output.size() < size)
+            output.resize(size);
+        return true;
+    });
+}
+
 } // namespace kitwell::platform

@@ -4,7 +4,6 @@
 #include <array>
 #include <charconv>
 #include <cmath>
-#include <new>
 #include <string>
 #include <utility>
 #include <vector>
@@ -12,6 +11,7 @@
 #include "KitwellPlatform/Images/DeflateJoin.h"
 #include "KitwellPlatform/Images/JpegFrame.h"
 #include "KitwellPlatform/Images/OrderedWork.h"
+#include "KitwellPlatform/Images/OutOfMemory.h"
 #include "KitwellPlatform/Images/PdfDeflater.h"
 #include "KitwellPlatform/Images/PdfFile.h"
 #include "KitwellPlatform/Images/PixelKind.h"
@@ -233,12 +233,11 @@ bool PdfContext::addPage(const PdfRectangle& mediaBox, const ImageRepresentation
     hasFailed = hasFailed || !isPossible(mediaBox) || !isPossible(place) || !picture.isBitmap();
     if (hasFailed)
         return false;
-    try {
+    const bool isAdded = orNothingWithoutMemory([&] {
         state_->addPage(mediaBox, state_->addImage(picture), place);
-    } catch (const std::bad_alloc&) {
-        hasFailed = true;
-    }
-    hasFailed = hasFailed || state_->file.isBroken();
+        return true;
+    });
+    hasFailed = hasFailed || !isAdded || state_->file.isBroken();
     return !hasFailed;
 }
 
@@ -246,15 +245,11 @@ std::optional<Data> PdfContext::close() {
     const auto state = std::move(state_);
     if (!state || state->hasFailed || state->pages.empty())
         return std::nullopt;
-    try {
+    return orNothingWithoutMemory([&state]() -> std::optional<Data> {
         state->work.finish();
         Data document = state->finish();
-        if (!state->hasFailed && !state->file.isBroken())
-            return document;
-    } catch (const std::bad_alloc&) {
-        return std::nullopt;
-    }
-    return std::nullopt;
+        return state->hasFailed || state->file.isBroken() ? std::nullopt : std::optional(std::move(document));
+    });
 }
 
 std::optional<ImageRepresentation> cutRows(const ImageRepresentation& picture, std::uint32_t firstRow,

@@ -2,6 +2,13 @@
 
 namespace kitwell::platform {
 
+namespace {
+
+constexpr int kDigits = 10; // of a place in the table
+constexpr std::size_t kMaxSize = 9'999'999'999;
+
+} // namespace
+
 PdfFile::PdfFile() {
     // Bytes beyond ASCII tell programs that move files that this is no text.
     write("%PDF-1.4\n%\xe2\xe3\xcf\xd3\n");
@@ -13,7 +20,7 @@ std::size_t PdfFile::newNumber() {
 }
 
 void PdfFile::write(std::span<const std::byte> bytes) {
-    isBroken_ = !content_.append(bytes) || isBroken_;
+    isBroken_ = isBroken_ || bytes.size() > kMaxSize - content_.size() || !content_.append(bytes);
 }
 
 void PdfFile::write(std::string_view text) {
@@ -41,7 +48,7 @@ Data PdfFile::finish() {
     write("xref\n0 " + size + "\n0000000000 65535 f \n");
     for (const std::uint64_t place : places_) {
         const std::string digits = std::to_string(place);
-        write(std::string(10 - digits.size(), '0') + digits + " 00000 n \n");
+        write(std::string(kDigits - digits.size(), '0') + digits + " 00000 n \n");
     }
     write("trailer\n<</Size " + size + "/Root 1 0 R>>\nstartxref\n" + std::to_string(table) + "\n%%EOF\n");
     return content_.take();

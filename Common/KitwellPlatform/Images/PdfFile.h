@@ -25,7 +25,7 @@ public:
     void write(std::span<const std::byte> bytes);
     void writeObject(std::size_t number, std::string_view content);
 
-    // No memory was left for all of it.
+    // No memory was left for all of it, or the table cannot name its last places.
     bool isBroken() const { return isBroken_; }
     // Completes the file and gives it away.
     Data finish();

@@ -40,7 +40,7 @@ constexpr Type kTypes[] = {
 
 } // namespace
 
-std::vector<ImageRepresentation> readPictures(const Data& data) {
+std::vector<ImageRepresentation> readPictures(const Data& data, ImagePictures wanted) {
     for (const Type& type : kTypes) {
         if (!data.text().starts_with(type.beginning))
             continue;
@@ -50,7 +50,7 @@ std::vector<ImageRepresentation> readPictures(const Data& data) {
             pictures.push_back(std::move(*picture));
         return pictures;
     }
-    return readTiff(data).value_or(std::vector<ImageRepresentation>());
+    return readTiff(data, wanted).value_or(std::vector<ImageRepresentation>());
 }
 
 } // namespace kitwell::platform

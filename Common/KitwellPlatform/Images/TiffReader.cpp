@@ -5,10 +5,12 @@
 #include <bit>
 #include <cstdint>
 #include <cstring>
+#include <memory>
 #include <utility>
 
 #include <tiffio.h>
 
+#include "KitwellPlatform/Images/PixelBuffer.h"
 #include "KitwellPlatform/Images/PixelOrder.h"
 #include "KitwellPlatform/Images/TiffStream.h"
 
@@ -93,6 +95,21 @@ Blocks blocksOfDirectory(TIFF* file, const Layout& layout) {
     return {false, layout.width, std::min(layout.height, field<std::uint32_t>(file, TIFFTAG_ROWSPERSTRIP))};
 }
 
+// All blocks together, for which the places in the file may be the same bytes over and over: what the library
+// unpacks, and what it prepares for that. Room for a tile that is far larger than its picture, and for rows
+// that fill none.
+bool isWorthReading(TIFF* file, std::uint64_t blockSize, const Layout& layout, std::size_t dataSize) {
+    constexpr std::uint64_t kRoom = std::uint64_t{64} << 20U;
+    const std::uint32_t blocks = TIFFIsTiled(file) ? TIFFNumberOfTiles(file) : TIFFNumberOfStrips(file);
+    const std::uint64_t bits = field<std::uint16_t>(file, TIFFTAG_BITSPERSAMPLE);
+    if (blocks == 0 || blocks > (2 * layout.storedSize() * bits / 8 + kRoom) / blockSize)
+        return false;
+    std::uint64_t packed = 0;
+    for (std::uint32_t i = 0; i < blocks; ++i)
+        packed += std::min<std::uint64_t>(TIFFGetStrileByteCount(file, i), dataSize);
+    return packed <= 2 * dataSize + kRoom;
+}
+
 // Looks at what the directory claims, before any memory is taken for it.
 bool isWithinBounds(TIFF* file, const Layout& layout, std::uint64_t pixelsLeft, std::size_t dataSize) {
     if (layout.width == 0 || layout.height == 0 || layout.samples == 0 || layout.pixels() > pixelsLeft)
@@ -100,7 +117,7 @@ bool isWithinBounds(TIFF* file, const Layout& layout, std::uint64_t pixelsLeft, 
     if (blocksOfDirectory(file, layout).isEmpty())
         return false;
     const std::uint64_t blockSize = TIFFIsTiled(file) ? TIFFTileSize64(file) : TIFFStripSize64(file);
-    if (blockSize == 0 || blockSize > kMaxBlockSize)
+    if (blockSize == 0 || blockSize > kMaxBlockSize || !isWorthReading(file, blockSize, layout, dataSize))
         return false;
     return !layout.isExact || !layout.isUncompressed || layout.storedSize() <= dataSize;
 }
@@ -132,23 +149,22 @@ bool readBlock(TIFF* file, const Blocks& blocks, std::uint32_t x, std::uint32_t 
 std::optional<Data> readExactly(TIFF* file, const Layout& layout) {
     const Blocks blocks = blocksOfDirectory(file, layout);
     const std::size_t rowSize = std::size_t{blocks.width} * layout.samples;
-    std::vector<std::byte> block(rowSize * blocks.height);
-    std::vector<std::byte> pixels(layout.pixels() * kPixelSize);
+    const auto block = std::make_unique_for_overwrite<std::byte[]>(rowSize * blocks.height);
+    PixelBuffer pixels(layout.width, layout.height);
     for (std::uint32_t y = 0; y < layout.height; y += std::min(blocks.height, layout.height - y)) {
         const std::uint32_t rows = std::min(blocks.height, layout.height - y);
-        const std::span<std::byte> stored(block.data(), rowSize * (blocks.isTiled ? blocks.height : rows));
+        const std::span<std::byte> stored(block.get(), rowSize * (blocks.isTiled ? blocks.height : rows));
         for (std::uint32_t x = 0; x < layout.width; x += std::min(blocks.width, layout.width - x)) {
             if (!readBlock(file, blocks, x, y, stored))
                 return std::nullopt;
             for (std::uint32_t row = 0; row < rows; ++row)
-                copyRow(stored.data() + row * rowSize,
-                        pixels.data() + (std::size_t{y + row} * layout.width + x) * kPixelSize,
+                copyRow(stored.data() + row * rowSize, pixels.row(y + row) + x * kPixelSize,
                         std::min(blocks.width, layout.width - x), layout);
         }
     }
     if (layout.alpha == Alpha::associated)
-        unpremultiply(pixels);
-    return Data::adopting(std::move(pixels));
+        unpremultiply(pixels.bytes());
+    return pixels.picture().pixels;
 }
 
 // A picture that stands in the data as it stands in memory needs no copy; the receiver of a large icon then
@@ -171,17 +187,18 @@ std::optional<Data> readConverted(TIFF* file, const Layout& layout) {
     char reason[1024];
     if (!TIFFRGBAImageOK(file, reason))
         return std::nullopt;
-    auto raster = std::make_shared<std::vector<std::uint32_t>>(layout.pixels());
-    if (!TIFFReadRGBAImageOriented(file, layout.width, layout.height, raster->data(), layout.orientation, 1))
+    const auto raster = std::make_shared_for_overwrite<std::uint32_t[]>(layout.pixels());
+    if (!TIFFReadRGBAImageOriented(file, layout.width, layout.height, raster.get(), layout.orientation, 1))
         return std::nullopt;
-    for (std::uint32_t& pixel : *raster)
+    const std::span words(raster.get(), layout.pixels());
+    for (std::uint32_t& pixel : words)
         pixel = std::bit_cast<std::uint32_t>(std::array{
             static_cast<std::uint8_t>(TIFFGetR(pixel)), static_cast<std::uint8_t>(TIFFGetG(pixel)),
             static_cast<std::uint8_t>(TIFFGetB(pixel)), static_cast<std::uint8_t>(TIFFGetA(pixel))});
-    const std::span<std::byte> pixels = std::as_writable_bytes(std::span(*raster));
+    const std::span<std::byte> pixels = std::as_writable_bytes(words);
     if (layout.alpha != Alpha::none)
         unpremultiply(pixels);
-    return Data::sharing(std::move(raster), pixels);
+    return Data::sharing(raster, pixels);
 }
 
 std::optional<ImageRepresentation> readPicture(TIFF* file, const Data& data, std::uint64_t pixelsLeft) {
@@ -198,7 +215,7 @@ std::optional<ImageRepresentation> readPicture(TIFF* file, const Data& data, std
 
 } // namespace
 
-std::optional<std::vector<ImageRepresentation>> readTiff(const Data& data) {
+std::optional<std::vector<ImageRepresentation>> readTiff(const Data& data, ImagePictures wanted) {
     TiffInput input{data.bytes()};
     const TiffHandle file = openTiff(input, kMaxBlockSize);
     if (!file)
@@ -211,7 +228,7 @@ std::optional<std::vector<ImageRepresentation>> readTiff(const Data& data) {
             return std::nullopt;
         pixelsLeft -= std::uint64_t{picture->width} * picture->height;
         pictures.push_back(std::move(*picture));
-        if (TIFFLastDirectory(file.get()))
+        if (wanted == ImagePictures::First || TIFFLastDirectory(file.get()))
             return pictures;
         if (pictures.size() == kMaxImageRepresentations || !TIFFReadDirectory(file.get()))
             return std::nullopt;

@@ -8,6 +8,8 @@
 
 #include <tiffio.h>
 
+#include "KitwellPlatform/Images/OutOfMemory.h"
+
 namespace kitwell::platform {
 
 namespace {
@@ -54,13 +56,14 @@ tmsize_t write(thandle_t handle, void* buffer, tmsize_t count) {
     TiffOutput& stream = output(handle);
     if (count < 0 || stream.position > std::numeric_limits<std::uint32_t>::max())
         return -1;
-    if (stream.position > stream.bytes.size())
-        stream.bytes.resize(stream.position);
+    if (!growTo(stream.bytes, stream.position))
+        return -1;
     const auto* source = static_cast<const std::byte*>(buffer);
     const auto length = static_cast<std::size_t>(count);
     const std::size_t over = std::min(length, stream.bytes.size() - stream.position);
     std::copy_n(source, over, stream.bytes.data() + stream.position);
-    stream.bytes.insert(stream.bytes.end(), source + over, source + length);
+    if (!appendBytes(stream.bytes, source + over, length - over))
+        return -1;
     stream.position += length;
     return count;
 }

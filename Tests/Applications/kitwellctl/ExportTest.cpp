@@ -1,5 +1,7 @@
 // Pictures exported by the built program.
 
+#include <fcntl.h>
+
 #include "KitwellCommon/KitwellCommon.h"
 #include "KitwellPlatform/Files/AtomicFile.h"
 #include "KitwellPlatform/Files/FileManager.h"
@@ -54,7 +56,26 @@ TEST(Kitwellctl, ExportsByTheEndingAndOverwritesOnlyWhenTold) {
     EXPECT_FALSE(FileManager::fileExists(home.path("b.pdf")));
     std::filesystem::create_symlink("b.pdf", home.path("link.pdf"));
     EXPECT_EQ(exportTo(home.path("link.pdf")), 1);
+    EXPECT_EQ(exportTo(home.path("c.pdf"), {"--page-height=2", "--page-height", "4"}), 0);
+    EXPECT_EQ(readFile(home.path("c.pdf"), 10000).value(), expected.value()) << "not the last page height";
+    EXPECT_EQ(run({"export", input, input, "--force"}), 0) << "over itself";
+    EXPECT_TRUE(Image::fromData(readFile(input, 10000).value()));
     EXPECT_FALSE(FileManager::fileExists(home.path("b.pdf"))) << "a symlink that leads nowhere was followed";
+}
+
+TEST(Kitwellctl, TellsOfAPipeThatIsReadNoMore) {
+    const TestHome home;
+    const std::string input = home.path("picture.tiff"), output = home.path("pipe.bmp");
+    const auto image = Image::fromRepresentations({{300, 300, Data(std::string(360000, 'a'))}});
+    ASSERT_TRUE(image && CommonAuxiliary::sharedInstance().saveImage(*image, BitmapFileType::TIFF, input));
+    ASSERT_EQ(::mkfifo(output.c_str(), 0600), 0);
+    FileDescriptor reader(::open(output.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+    ChildProcess writer = ChildProcess::program(std::string(PROGRAMS_FOLDER) + "/kitwellctl",
+                                                {"export", input, output, "--force"});
+    char byte = 0;
+    EXPECT_TRUE(waitUntil([&] { return ::read(reader.get(), &byte, 1) == 1; }));
+    reader.reset();
+    EXPECT_EQ(writer.wait(), 1);
 }
 
 TEST(Kitwellctl, ShowsHowFarAnExportIsOnATerminalOnly) {
@@ -69,7 +90,7 @@ TEST(Kitwellctl, ShowsHowFarAnExportIsOnATerminalOnly) {
     };
     const Keyboard keyboard;
     ChildProcess shown = exportTellingIn(keyboard.terminal());
-    keyboard.waitFor("reading\r\033[Kencoding\r\033[K");
+    keyboard.waitFor("reading\r\033[Kencoding\r\033[Kencoding 100 %\r\033[K");
     EXPECT_EQ(shown.wait(), 0);
     EXPECT_EQ(exportTellingIn(home.path("errors")).wait(), 0);
     EXPECT_TRUE(std::filesystem::is_empty(home.path("errors")));

@@ -53,17 +53,27 @@ inline double decibels(const ImageRepresentation& one, const ImageRepresentation
     return isOneSize ? 10 * std::log10(255.0 * 255 * static_cast<double>(one.pixels.size()) / error) : -1;
 }
 
-// The number, counted from 1, of the first of the files that becomes an image, or 0, in an address space that
-// is too small for what the files claim to be.
-inline int numberOfReadable(const std::vector<std::string>& files) {
-    rlim_t pages = 0; // a sanitizer's shadow fills most of the address space before the test begins
-    std::ifstream("/proc/self/statm") >> pages;
-    const rlim_t bytes = pages * 4096 + (192UL << 20);
-    const rlimit limit{bytes, bytes};
-    if (::setrlimit(RLIMIT_AS, &limit) != 0)
+// The most memory that this process ever claimed, in KiB, touched or not.
+inline std::uint64_t peakMemory() {
+    std::ifstream status("/proc/self/status");
+    std::string word;
+    while (status >> word && word != "VmPeak:")
+        continue;
+    std::uint64_t size = 0;
+    status >> size;
+    return size;
+}
+
+// The number, counted from 1, of the first of the files that becomes an image or takes much memory, or 0; the
+// process does not outlive half a minute of work.
+inline int numberOfHonoured(const std::vector<std::string>& files) {
+    const rlimit seconds{30, 30};
+    if (::setrlimit(RLIMIT_CPU, &seconds) != 0)
         return 255;
-    const auto found = std::ranges::find_if(
-        files, [](const std::string& file) { return Image::fromData(Data(file)).has_value(); });
+    const std::uint64_t bound = peakMemory() + (192U << 10U);
+    const auto found = std::ranges::find_if(files, [bound](const std::string& file) {
+        return Image::fromData(Data(file)).has_value() || peakMemory() > bound;
+    });
     return found == files.end() ? 0 : static_cast<int>(found - files.begin()) + 1;
 }
 

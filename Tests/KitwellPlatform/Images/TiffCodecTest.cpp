@@ -9,9 +9,10 @@ using namespace test;
 
 namespace {
 
-constexpr unsigned Width = 256, Height = 257, Bits = 258, Compression = 259, Photometric = 262, Offset = 273,
-                   Orientation = 274, Samples = 277, RowsPerStrip = 278, ByteCount = 279, ColourMap = 320,
-                   TileWidth = 322, TileHeight = 323, TileOffset = 324, TileByteCount = 325, Extra = 338;
+constexpr unsigned Width = 256, Height = 257, Bits = 258, Compression = 259, Photometric = 262,
+                   FillOrder = 266, Offset = 273, Orientation = 274, Samples = 277, RowsPerStrip = 278,
+                   ByteCount = 279, ColourMap = 320, TileWidth = 322, TileHeight = 323, TileOffset = 324,
+                   TileByteCount = 325, Extra = 338;
 
 struct Entry {
     std::size_t value = 0;
@@ -141,6 +142,8 @@ TEST(TiffCodec, AChainOfDirectoriesThatLoopsOrGoesOnTooLongIsRefused) {
     EXPECT_TRUE(chain.read());
     ++chain.directories;
     EXPECT_FALSE(chain.read());
+    const auto first = Image::fromData(Data(chain.bytes()), ImagePictures::First);
+    EXPECT_TRUE(first && first->representations().size() == 1) << "the first of a long document";
     chain.directories = 2;
     for (const std::size_t next : {std::size_t{8}, chain.bodyOffset(), std::size_t{1} << 31}) {
         chain.next = next;
@@ -159,6 +162,7 @@ CHILD_BODY(readClaims) {
         {{Offset, {0, kHuge}}, {ByteCount, {0, kHuge}}},
         {{Offset, {kHuge}}},
         {{TileWidth, {kHuge}}, {TileHeight, {kHuge}}, {TileOffset, {0}}, {TileByteCount, {4}}},
+        {{Width, {1}}, {TileWidth, {16384}}, {TileHeight, {16000}}, {TileOffset, {0}}, {TileByteCount, {4}}},
         {{TileWidth, {0}}, {TileHeight, {0}}, {TileOffset, {0}}, {TileByteCount, {4}}}};
     for (const unsigned tag : {RowsPerStrip, Width, Height, Samples, Bits})
         claims.push_back({{tag, {0}}});
@@ -167,7 +171,19 @@ CHILD_BODY(readClaims) {
         for (const unsigned photometric : {1U, 2U, 3U, 6U})
             files.push_back(
                 small(photometric, photometric == 1 ? 1 : 3, std::string(12, 'a'), claim).bytes());
-    return numberOfReadable(files);
+    // Very many strips, each of which is the whole file, whose bits must be turned around first.
+    constexpr std::size_t kStrips = 100000;
+    Tiff tiff = small(
+        1, 1, std::string(1U << 18U, '\x81'),
+        {{Width, {1}}, {Height, {kStrips}}, {Compression, {32773}}, {RowsPerStrip, {1}}, {FillOrder, {2}}});
+    const std::size_t first = tiff.bodyOffset(), size = tiff.body.size();
+    tiff.entries[Offset] = {size, kStrips};
+    tiff.entries[ByteCount] = {size + kStrips * 4, kStrips};
+    for (const std::size_t value : {first, size})
+        for (std::size_t i = 0; i < kStrips; ++i)
+            tiff.body += number(value);
+    files.push_back(tiff.bytes());
+    return numberOfHonoured(files);
 }
 
 TEST(TiffCodec, ATiffThatClaimsToBeHugeIsRefusedWithoutTheMemory) {
