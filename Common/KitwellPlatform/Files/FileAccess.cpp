@@ -6,7 +6,6 @@
 #include <unistd.h>
 #include <vector>
 
-
 namespace kitwell::platform {
 
 namespace {
