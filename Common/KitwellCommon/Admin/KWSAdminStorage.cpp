@@ -73,6 +73,12 @@ bool save(const std::string& path, const Dictionary& storage, bool mayReplace, p
     return isWritten;
 }
 
+// KWS_ERR_READ is no fault of the file, but of the moment: out of descriptors, say. The file may be sound,
+// and restrict.
+bool mayBeReplaced(std::int64_t errorOfReading) {
+    return errorOfReading != KWS_ERR_READ;
+}
+
 } // namespace
 
 std::unique_ptr<KWSAdminStorage> KWSAdminStorage::create(std::uint64_t creationFlag,
@@ -80,8 +86,7 @@ std::unique_ptr<KWSAdminStorage> KWSAdminStorage::create(std::uint64_t creationF
     errorCode = KWS_ERR_COMMON;
     const std::string path = KWSPathHelper::filePath();
     auto storage = loadAtPath(path, errorCode);
-    // KWS_ERR_READ is no fault of the file: out of descriptors, say. It may be sound, and restrict.
-    if (!storage && creationFlag != kOpenOnly && errorCode != KWS_ERR_READ)
+    if (!storage && creationFlag != kOpenOnly && mayBeReplaced(errorCode))
         storage = errorCode == KWS_ERR_READ_MISSING ? createMissing(path, errorCode)
                                                     : createAtPath(path, errorCode);
     if (!storage)
@@ -154,7 +159,7 @@ std::optional<Dictionary> KWSAdminStorage::createMissing(const std::string& path
     if (empty && writeFile(path, *empty, false))
         return finishNewFile(path, errorCode);
     auto made = loadAtPath(path, errorCode);
-    return made ? made : createAtPath(path, errorCode);
+    return made || !mayBeReplaced(errorCode) ? made : createAtPath(path, errorCode);
 }
 
 void KWSAdminStorage::moveToBackupThePath(const std::string& path) {

@@ -11,6 +11,7 @@
 #include "KitwellPlatform/Files/FileUrl.h"
 #include "KitwellPlatform/Files/SearchPaths.h"
 #include "KitwellPlatform/Machine/Environment.h"
+#include "KitwellPlatform/Values/Text.h"
 
 // The C library reads such catalogues too, but in a locale that the system has not generated it learns the
 // language from the environment alone, which must not be changed under other threads.
@@ -95,9 +96,10 @@ std::string localizedString(std::string_view domain, std::string_view key) {
     std::string untranslated(key);
     if (key.empty())
         return untranslated; // in a catalogue, the empty key is its own header
-    const std::string file = "/LC_MESSAGES/" + std::string(domain) + ".mo";
+    const std::string translations = SearchPaths::translations();
     for (const std::string& folder : languageFolders()) {
-        const auto bytes = readFile(SearchPaths::translations() + "/" + folder + file, kMaxCatalogueBytes);
+        const auto bytes =
+            readFile(formatText("%@/%@/LC_MESSAGES/%@.mo", translations, folder, domain), kMaxCatalogueBytes);
         auto text = bytes ? Catalogue(bytes->text()).find(key) : std::nullopt;
         if (text && !text->empty())
             return *std::move(text);
