@@ -8,12 +8,6 @@
 
 namespace kitwell::applications {
 
-namespace {
-
-constexpr std::string_view kToolIdentifierPrefix = "com.corvalen.kitwell.";
-
-} // namespace
-
 void ToolList::discover() {
     for (const platform::Bundle& bundle : platform::Workspace::applications()) {
         if (!bundle.identifier().starts_with(kToolIdentifierPrefix) || knows(bundle.bundleUrl().path()))

@@ -1,25 +1,13 @@
 #include "InstalledTool.h"
 
 #include <algorithm>
-#include <filesystem>
 
+#include "KitwellCommon/Admin/ToolCatalogue.h"
 #include "KitwellPlatform/Applications/RunningApplication.h"
 #include "KitwellPlatform/Applications/Workspace.h"
 #include "Shared/Words.h"
 
 namespace kitwell::applications {
-
-namespace {
-
-constexpr std::string_view kToolIdentifierPrefix = "com.corvalen.kitwell.";
-
-std::string realPath(const platform::FileUrl& url) {
-    std::error_code failure;
-    const std::string path = std::filesystem::canonical(url.path(), failure).string();
-    return failure ? url.path() : path;
-}
-
-} // namespace
 
 bool InstalledTool::isRunning() const {
     const auto running = platform::RunningApplication::withBundleIdentifier(identifier);
@@ -30,12 +18,10 @@ bool InstalledTool::isRunning() const {
 std::vector<InstalledTool> InstalledTool::all() {
     std::vector<InstalledTool> tools;
     for (const platform::Bundle& bundle : platform::Workspace::applications()) {
-        const std::string path = realPath(bundle.bundleUrl());
-        const bool isKnown =
-            std::any_of(tools.begin(), tools.end(), [&](const auto& tool) { return tool.path == path; });
-        if (bundle.identifier().starts_with(kToolIdentifierPrefix) && !isKnown)
-            tools.push_back({platform::FileUrl(path).deletingPathExtension().lastPathComponent(),
-                             bundle.identifier(), path});
+        const platform::FileUrl& url = bundle.bundleUrl();
+        if (bundle.identifier().starts_with(kToolIdentifierPrefix))
+            tools.push_back(
+                {url.deletingPathExtension().lastPathComponent(), bundle.identifier(), url.path()});
     }
     return tools;
 }

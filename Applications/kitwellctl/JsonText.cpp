@@ -27,9 +27,11 @@ std::string withEscapedControls(std::string_view json) {
     std::string escaped;
     while (!json.empty()) {
         const std::size_t size = platform::leadingControlCharacter(json);
-        escaped += size > 0 ? platform::formatText("\\u%04x",
-                                                   std::uint64_t{static_cast<unsigned char>(json[size - 1])})
-                            : std::string(1, json.front());
+        if (size > 0)
+            escaped +=
+                platform::formatText("\\u%04x", std::uint64_t{static_cast<unsigned char>(json[size - 1])});
+        else
+            escaped += json.front();
         json.remove_prefix(std::max<std::size_t>(size, 1));
     }
     return escaped;
@@ -62,9 +64,9 @@ Value withWords(const Value& value, std::size_t depth) {
 
 } // namespace
 
-std::string jsonText(const Value& value) {
+std::optional<std::string> jsonText(const Value& value) {
     const auto json = platform::writeJson(withWords(value, 0), platform::JsonLayout::Compact);
-    return json ? withEscapedControls(json->text()) : "null"; // too large
+    return json ? std::optional(withEscapedControls(json->text())) : std::nullopt;
 }
 
 } // namespace kitwell::applications

@@ -25,7 +25,7 @@ std::string cell(const Value& value) {
         return printable(*text);
     if (const platform::Date* date = value.asDate())
         return date->iso8601().value_or("-");
-    return value.isNull() ? "-" : printable(jsonText(value));
+    return value.isNull() ? "-" : printable(jsonText(value).value_or("(too large)"));
 }
 
 std::string heading(std::string key) {
@@ -86,6 +86,21 @@ std::string textFor(const Answer& answer) {
                                                                : printable(answer.sentence) + "\n";
 }
 
+// Row by row: a list may be larger than one JSON text is written. Nothing when a row alone is.
+std::optional<std::string> jsonFor(const Value& data) {
+    const Array* rows = data.asArray();
+    if (!rows)
+        return jsonText(data);
+    std::string text = "[";
+    for (const Value& row : *rows) {
+        const auto json = jsonText(row);
+        if (!json)
+            return std::nullopt;
+        text.append(text.size() > 1 ? "," : "").append(*json);
+    }
+    return text + "]";
+}
+
 bool write(const std::string& text, std::FILE* stream) {
     return std::fwrite(text.data(), 1, text.size(), stream) == text.size() && std::fflush(stream) == 0;
 }
@@ -93,11 +108,14 @@ bool write(const std::string& text, std::FILE* stream) {
 } // namespace
 
 ExitCode print(const Answer& answer, Format format) {
+    const auto json = format == Format::Json ? jsonFor(answer.data) : std::nullopt;
+    if (format == Format::Json && !json)
+        return print(Answer::failed("the answer is too large for JSON"), format);
     const bool isDone = answer.exitCode == ExitCode::Done;
     const bool isResult = isDone || answer.data.asArray(); // findings are what was asked for
-    const bool isPrinted = format == Format::Json ? write(jsonText(answer.data) + "\n", stdout)
-                           : isResult             ? write(textFor(answer), stdout)
-                                                  : write("kitwellctl: " + textFor(answer), stderr);
+    const bool isPrinted = json       ? write(*json + "\n", stdout)
+                           : isResult ? write(textFor(answer), stdout)
+                                      : write("kitwellctl: " + textFor(answer), stderr);
     return isDone && !isPrinted ? ExitCode::Failed : answer.exitCode;
 }
 

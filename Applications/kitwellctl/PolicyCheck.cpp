@@ -135,10 +135,9 @@ std::vector<PolicyFinding> checkPolicy(const std::string& path) {
 }
 
 std::vector<std::string> toolNames() {
-    const std::size_t prefix = platform::formatText(kToolIdentifierFormat, "").size();
     std::vector<std::string> names;
     for (const std::string_view identifier : toolCatalogue())
-        names.emplace_back(identifier.substr(prefix));
+        names.emplace_back(identifier.substr(kToolIdentifierPrefix.size()));
     return names;
 }
 

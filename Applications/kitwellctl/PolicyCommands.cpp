@@ -78,8 +78,7 @@ Answer failure(std::string_view what, std::int64_t errorCode) {
 std::string allowedTools() {
     std::string tools;
     for (const std::string& identifier : ToolWhiteList::loadWhiteList().value_or(std::vector<std::string>()))
-        tools +=
-            (tools.empty() ? "" : ", ") + identifier.substr(formatText(kToolIdentifierFormat, "").size());
+        tools += (tools.empty() ? "" : ", ") + identifier.substr(kToolIdentifierPrefix.size());
     return tools.empty() ? "no tool is allowed" : "allowed: " + tools;
 }
 
@@ -109,7 +108,7 @@ std::optional<std::string> identifierOf(const std::string& tool) {
     const auto all = ToolWhiteList::fullSet();
     const bool isFound =
         ToolWhiteList::isFoundCaseInsensitveString(tool, all, &found) ||
-        ToolWhiteList::isFoundCaseInsensitveString(formatText(kToolIdentifierFormat, tool), all, &found);
+        ToolWhiteList::isFoundCaseInsensitveString(std::string(kToolIdentifierPrefix) + tool, all, &found);
     return isFound ? std::optional(found) : std::nullopt;
 }
 

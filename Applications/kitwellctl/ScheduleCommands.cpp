@@ -52,8 +52,7 @@ std::vector<Dictionary> storedEntries() {
 }
 
 std::string textUnder(const Dictionary& entry, std::string_view key) {
-    const Value* value = entry.find(key);
-    const std::string* text = value ? value->asText() : nullptr;
+    const std::string* text = entry.findText(key);
     return text ? *text : "";
 }
 

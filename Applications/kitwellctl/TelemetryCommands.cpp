@@ -1,12 +1,10 @@
+#include <cmath>
+
 #include "Commands.h"
 #include "EventReader.h"
 #include "KitwellCommon/KitwellCommon.h"
-#include "KitwellCommon/SuiteIdentifiers.h"
-#include "KitwellCommon/Telemetry/ReportCollection.h"
-#include "KitwellCommon/Telemetry/ReportUpload.h"
 #include "KitwellPlatform/Applications/RunningApplication.h"
 #include "KitwellPlatform/Files/AppendFile.h"
-#include "KitwellPlatform/Files/LockedFile.h"
 #include "KitwellPlatform/Preferences/UserDefaults.h"
 #include "ReportCheck.h"
 #include "WaitingDocuments.h"
@@ -92,14 +90,24 @@ Array logRows() {
     return rows;
 }
 
+// The date is stored when the agent starts. As long as it runs, it goes on from there week by week.
+Value nextCollection(const UserDefaults& preferences) {
+    const auto stored = preferences.dateForKey(kCEPSyncDateKey);
+    if (!stored)
+        return {};
+    const double late = stored->secondsUntil(platform::Date::now());
+    const bool goesOn =
+        late >= 0 && !platform::RunningApplication::withBundleIdentifier(kAgentBundleIdentifier).empty();
+    return goesOn ? stored->adding((std::floor(late / CEPFireInterval) + 1) * CEPFireInterval) : *stored;
+}
+
 Answer showStatus(const Call&) {
     if (CEPLogInit() != 0)
         return noFolder();
     const auto preferences = UserDefaults::forApplication(kAgentBundleIdentifier);
-    const auto next = preferences.dateForKey(kCEPSyncDateKey);
     return Answer::facts({{"recording", !CEPLogClass::isCEPDisabled()},
                           {"reason", reasonFor(preferences)},
-                          {"nextCollection", next ? Value(*next) : Value()},
+                          {"nextCollection", nextCollection(preferences)},
                           {"reports", std::uint64_t{waitingReports(usualReportFolder()).size()}},
                           {"folder", usualReportFolder()},
                           {"endpoint", reportEndpoint()},
@@ -147,7 +155,7 @@ Answer collect(const Call&) {
     std::size_t count = 0;
     {
         // Counted before they are sent: an upload removes its report.
-        const auto lock = platform::LockedFile::lockFile(CEPLogClass::lockFile());
+        const auto lock = CEPLogClass::lockCollection();
         count = waitingReports(telemetry->logGrab()).size();
     }
     telemetry->sendCEP();

@@ -6,12 +6,10 @@
 
 #include "KitwellCommon/Telemetry/CEPLogClass.h"
 #include "KitwellCommon/Telemetry/CEPLogContext.h"
-#include "KitwellCommon/Telemetry/ReportCollection.h"
 #include "KitwellCommon/Telemetry/ReportDocument.h"
-#include "KitwellCommon/Telemetry/ReportUpload.h"
+#include "KitwellCommon/Telemetry/Reports.h"
 #include "KitwellPlatform/Files/AppendFile.h"
 #include "KitwellPlatform/Files/FileManager.h"
-#include "KitwellPlatform/Files/LockedFile.h"
 
 namespace kitwell::applications {
 
@@ -98,7 +96,7 @@ Result<WholeDocument> readWhole(const std::string& path) {
 
 Result<std::size_t> removeAllThatWaits() {
     // A collection under way would carry logs past.
-    const auto lock = platform::LockedFile::lockFile(CEPLogClass::lockFile());
+    const auto lock = CEPLogClass::lockCollection();
     std::size_t count = 0;
     std::optional<platform::Error> failure;
     for (const std::string& path : filesToRemove()) {

@@ -7,7 +7,7 @@
 
 namespace kitwell {
 
-// A text of the framework's own in the user's language; the English text is the key. Main thread.
+// A text of the framework's own in the user's language; the English text is the key. Any thread.
 inline std::string localizedString(std::string_view key) {
     return platform::localizedString("KitwellCommon", key);
 }

@@ -19,6 +19,7 @@ namespace {
 
 constexpr std::uint64_t kOpenOnly = 1;
 constexpr std::uint32_t kNewFileMode = 0644; // until it is given to the administrators' group
+constexpr std::int64_t kMaxBackupNames = 1000;
 
 // As a person's short answer: "Yes", "true", " +01".
 bool truthOfText(std::string_view text) {
@@ -42,10 +43,6 @@ bool prepareFolder(const std::string& folder, std::int64_t& errorCode) {
     return false;
 }
 
-std::string folderOf(const std::string& path) {
-    return platform::FileUrl(path).deletingLastPathComponent().path();
-}
-
 // The last steps of creating.
 std::optional<Dictionary> finishNewFile(const std::string& path, std::int64_t& errorCode) {
     platform::Error error;
@@ -62,6 +59,26 @@ platform::Result<void> writeFile(const std::string& path, const platform::Data& 
         {.followsSymlinks = false, .newMode = kNewFileMode, .mayReplace = mayReplace, .sweepsFolder = true});
 }
 
+bool save(const std::string& path, const Dictionary& storage, bool mayReplace, platform::Error& error) {
+    const auto data = KWSAdminStorage::dataFromDict(storage, error);
+    bool isWritten = false;
+    if (data) {
+        const auto written = writeFile(path, *data, mayReplace);
+        isWritten = static_cast<bool>(written);
+        if (!isWritten)
+            error = KWSErrorFor(written.error(), KWSOperation::Write);
+    }
+    if (!isWritten)
+        KWLogVariadic("Unable to write into file %@. Error %@", path, error.description);
+    return isWritten;
+}
+
+// KWS_ERR_READ is no fault of the file, but of the moment: out of descriptors, say. The file may be sound,
+// and restrict.
+bool mayBeReplaced(std::int64_t errorOfReading) {
+    return errorOfReading != KWS_ERR_READ;
+}
+
 } // namespace
 
 std::unique_ptr<KWSAdminStorage> KWSAdminStorage::create(std::uint64_t creationFlag,
@@ -69,12 +86,12 @@ std::unique_ptr<KWSAdminStorage> KWSAdminStorage::create(std::uint64_t creationF
     errorCode = KWS_ERR_COMMON;
     const std::string path = KWSPathHelper::filePath();
     auto storage = loadAtPath(path, errorCode);
-    if (!storage && creationFlag != kOpenOnly)
+    if (!storage && creationFlag != kOpenOnly && mayBeReplaced(errorCode))
         storage = errorCode == KWS_ERR_READ_MISSING ? createMissing(path, errorCode)
                                                     : createAtPath(path, errorCode);
     if (!storage)
         return nullptr;
-    return std::unique_ptr<KWSAdminStorage>(new KWSAdminStorage(*std::move(storage)));
+    return std::make_unique<KWSAdminStorage>(KWSAdminStorage(*std::move(storage)));
 }
 
 std::optional<Value> KWSAdminStorage::valueForKey(std::string_view key) const {
@@ -121,12 +138,12 @@ std::optional<Dictionary> KWSAdminStorage::loadAtPath(const std::string& path, s
 }
 
 std::optional<Dictionary> KWSAdminStorage::createAtPath(const std::string& path, std::int64_t& errorCode) {
-    if (!prepareFolder(folderOf(path), errorCode))
+    if (!prepareFolder(platform::folderOf(path), errorCode))
         return std::nullopt;
     if (platform::FileManager::attributes(path))
         moveToBackupThePath(path);
     platform::Error error;
-    if (!saveToDiskAtPath(path, {}, error)) {
+    if (!save(path, {}, false, error)) { // not over what could not be set aside
         errorCode = error.code;
         return std::nullopt;
     }
@@ -135,21 +152,26 @@ std::optional<Dictionary> KWSAdminStorage::createAtPath(const std::string& path,
 
 // Where nothing stood a moment ago: what another process has made since then is not set aside.
 std::optional<Dictionary> KWSAdminStorage::createMissing(const std::string& path, std::int64_t& errorCode) {
-    if (!prepareFolder(folderOf(path), errorCode))
+    if (!prepareFolder(platform::folderOf(path), errorCode))
         return std::nullopt;
     platform::Error error;
     const auto empty = dataFromDict({}, error);
     if (empty && writeFile(path, *empty, false))
         return finishNewFile(path, errorCode);
     auto made = loadAtPath(path, errorCode);
-    return made ? made : createAtPath(path, errorCode);
+    return made || !mayBeReplaced(errorCode) ? made : createAtPath(path, errorCode);
 }
 
 void KWSAdminStorage::moveToBackupThePath(const std::string& path) {
-    const std::string backup = platform::formatText(
-        "%@.backup.%ld", path, static_cast<std::int64_t>(platform::Date::now().unixTime()));
-    if (const auto moved = platform::FileManager::moveFile(path, backup); !moved)
-        KWLogVariadic("Unable to create backup for %@. Error %@", path, moved.error().description);
+    const auto now = static_cast<std::int64_t>(platform::Date::now().unixTime());
+    for (std::int64_t second = now; second < now + kMaxBackupNames; ++second) {
+        const auto moved =
+            platform::FileManager::moveFile(path, platform::formatText("%@.backup.%ld", path, second));
+        if (!moved && second == now)
+            KWLogVariadic("Unable to create backup for %@. Error %@", path, moved.error().description);
+        if (moved || !platform::isFileExists(moved.error()))
+            return;
+    }
 }
 
 std::optional<Dictionary> KWSAdminStorage::dictFromData(std::span<const std::byte> bytes,
@@ -175,17 +197,7 @@ std::optional<platform::Data> KWSAdminStorage::dataFromDict(const Dictionary& di
 
 bool KWSAdminStorage::saveToDiskAtPath(const std::string& path, const Dictionary& storage,
                                        platform::Error& error) {
-    const auto data = dataFromDict(storage, error);
-    bool isWritten = false;
-    if (data) {
-        const auto written = writeFile(path, *data, true);
-        isWritten = static_cast<bool>(written);
-        if (!isWritten)
-            error = KWSErrorFor(written.error(), KWSOperation::Write);
-    }
-    if (!isWritten)
-        KWLogVariadic("Unable to write into file %@. Error %@", path, error.description);
-    return isWritten;
+    return save(path, storage, true, error);
 }
 
 } // namespace kitwell

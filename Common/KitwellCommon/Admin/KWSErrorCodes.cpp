@@ -22,6 +22,7 @@ constexpr Meaning kReading[] = {
     {std::errc::invalid_argument, KWS_ERR_READ_NO_FILE},
     {std::errc::not_a_directory, KWS_ERR_READ_NO_FILE},
     {std::errc::no_such_device_or_address, KWS_ERR_READ_NO_FILE},
+    {std::errc::too_many_symbolic_link_levels, KWS_ERR_READ_NO_FILE},
     {std::errc::file_too_large, KWS_ERR_READ_TOO_LARGE},
 };
 

@@ -46,17 +46,13 @@ void addFaults(const std::string& path, FileManager::Kind expected,
             formatText("'%@' may be written by %@, not only by the administrators", path, writers));
 }
 
-std::string folderOf(const std::string& path) {
-    return platform::FileUrl(path).deletingLastPathComponent().path();
-}
-
 } // namespace
 
 std::vector<std::string> settingsFolders(const std::string& path) {
     const std::string top = platform::SearchPaths::machineLibrary();
-    std::vector<std::string> folders{folderOf(path)};
+    std::vector<std::string> folders{platform::folderOf(path)};
     while (folders.back().starts_with(top + "/"))
-        folders.push_back(folderOf(folders.back()));
+        folders.push_back(platform::folderOf(folders.back()));
     return folders;
 }
 

@@ -8,8 +8,8 @@
 // The suite's product data: which tools there are.
 namespace kitwell {
 
-// What precedes the tool's name in its bundle identifier: formatText(kToolIdentifierFormat, name).
-inline constexpr char kToolIdentifierFormat[] = "com.corvalen.kitwell.%@";
+// What precedes the tool's name in its bundle identifier.
+inline constexpr std::string_view kToolIdentifierPrefix = "com.corvalen.kitwell.";
 
 // The bundle identifiers of all tools, in the letter case that the tools themselves use. A new tool is added
 // here, or nobody may use it.

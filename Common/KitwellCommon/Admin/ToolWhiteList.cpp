@@ -39,8 +39,8 @@ std::vector<std::string> resolve(const platform::Array& names) {
         std::string identifier;
         if (!name)
             KWLogVariadic("Wrong element in white-list, which is not a text. Will be ignored");
-        else if (ToolWhiteList::isFoundCaseInsensitveString(
-                     platform::formatText(kToolIdentifierFormat, *name), catalogue, &identifier))
+        else if (ToolWhiteList::isFoundCaseInsensitveString(std::string(kToolIdentifierPrefix) + *name,
+                                                            catalogue, &identifier))
             list.push_back(std::move(identifier));
         else if (KWIsExtendedLoggingOn())
             KWLogVariadic("Wrong toolname in white-list - '%@'. Will be ignored", *name);
@@ -51,7 +51,7 @@ std::vector<std::string> resolve(const platform::Array& names) {
 } // namespace
 
 std::shared_ptr<const ToolWhiteList> ToolWhiteList::createSharedInstance() {
-    std::shared_ptr<const ToolWhiteList> instance(new ToolWhiteList(loadWhiteList()));
+    auto instance = std::make_shared<const ToolWhiteList>(ToolWhiteList(loadWhiteList()));
     instance->traceForbiddenTools();
     shared() = instance;
     return instance;

@@ -35,8 +35,7 @@ std::uint64_t readLeadingInteger(std::string_view text) {
 }
 
 std::optional<std::string_view> textUnder(const Bundle& bundle, std::string_view key) {
-    const platform::Value* value = bundle.objectForInfoDictionaryKey(key);
-    const std::string* text = value ? value->asText() : nullptr;
+    const std::string* text = bundle.infoDictionary().findText(key);
     return text ? std::optional<std::string_view>(*text) : std::nullopt;
 }
 

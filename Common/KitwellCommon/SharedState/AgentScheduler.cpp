@@ -24,8 +24,7 @@ bool isTrue(const Dictionary& entry, std::string_view key) {
 }
 
 std::optional<std::string> textUnder(const Dictionary& entry, std::string_view key) {
-    const Value* value = entry.find(key);
-    const std::string* text = value ? value->asText() : nullptr;
+    const std::string* text = entry.findText(key);
     return text ? std::optional(*text) : std::nullopt;
 }
 

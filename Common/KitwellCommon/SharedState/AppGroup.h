@@ -20,9 +20,8 @@ inline constexpr char kAppGroupIdentifier[] = "7QW2LM9B5R.com.corvalen.kitwell";
 // before it returns, so that the change is on disk before the lock is released.
 //
 // Waits for as long as others hold the lock. Not re-entrant: a callback that comes back here, directly or
-// through any operation that uses the shared preferences, waits forever (a debug
-// build asserts). When there is no container the
-// callback runs without the lock. Any thread.
+// through any operation that uses the shared preferences, waits forever (a debug build asserts). When there
+// is no container the callback runs without the lock. Any thread.
 KITWELL_API void
 accessAppGroupPlist(const std::function<void(platform::UserDefaults& preferences)>& callback);
 

@@ -15,8 +15,7 @@ using platform::Value;
 namespace {
 
 bool holdsText(const Dictionary& entry, std::string_view key, std::string_view text) {
-    const Value* value = entry.find(key);
-    const std::string* held = value ? value->asText() : nullptr;
+    const std::string* held = entry.findText(key);
     return held && *held == text;
 }
 

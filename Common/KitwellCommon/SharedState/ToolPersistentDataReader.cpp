@@ -50,8 +50,7 @@ bool ToolPersistentDataReader::isPermanent() const {
 
 std::optional<std::string> ToolPersistentDataReader::menuText() const {
     const auto entry = getToolDataDict();
-    const platform::Value* held = entry ? entry->find(kMenuText) : nullptr;
-    const std::string* text = held ? held->asText() : nullptr;
+    const std::string* text = entry ? entry->findText(kMenuText) : nullptr;
     return text ? std::optional(*text) : std::nullopt;
 }
 

@@ -13,6 +13,12 @@ inline constexpr std::int32_t kCEPErrorNoLog = -924;
 // CEPLogEvent: the event could not be written whole.
 inline constexpr std::int32_t kCEPErrorNotWritten = -929;
 
+// The preferences of the desktop that the header of a log tells of.
+inline constexpr char kCFNCPrefs[] = "com.apple.ncprefs";
+inline constexpr char kCFAppsSection[] = "apps";
+inline constexpr char kCFNotificationCenterUI[] = "com.apple.notificationcenterui";
+inline constexpr char kCFDoNotDisturb[] = "doNotDisturb";
+
 // A log that is larger is sealed by the next writer, who begins a new one.
 inline constexpr std::uint64_t kCEPMaxLogSize = 5U << 20U;
 

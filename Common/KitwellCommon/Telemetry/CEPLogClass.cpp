@@ -5,11 +5,12 @@
 #include "KitwellCommon/Telemetry/CEPLogContext.h"
 #include "KitwellCommon/Telemetry/ReportCollection.h"
 #include "KitwellCommon/Telemetry/ReportUpload.h"
+#include "KitwellCommon/Telemetry/Reports.h"
 #include "KitwellPlatform/Files/FileManager.h"
-#include "KitwellPlatform/Files/LockedFile.h"
 #include "KitwellPlatform/Files/SearchPaths.h"
 #include "KitwellPlatform/Preferences/UserDefaults.h"
 #include "KitwellPlatform/RunLoop/DetachedThread.h"
+#include "KitwellPlatform/Values/NeverDestroyed.h"
 
 namespace kitwell {
 
@@ -21,13 +22,8 @@ namespace {
 
 constexpr unsigned kLockFileMode = 0644;
 
-// Held, where it can be had, until the answer goes.
-platform::Result<LockedFile> lockCollection() {
-    return LockedFile::lockFile(CEPLogClass::lockFile(), LockedFile::Wait::ForLock, kLockFileMode);
-}
-
 void collectAlone(const std::string& folder) {
-    const auto lock = lockCollection();
+    const auto lock = CEPLogClass::lockCollection();
     collectReports(folder);
 }
 
@@ -51,14 +47,13 @@ bool CEPLogClass::isCEPDisabled() {
 }
 
 CEPLogClass* CEPLogClass::sharedInstance() {
-    // Never destroyed: detached threads may use it while the process ends.
-    static CEPLogClass* const instance = [] {
+    static platform::NeverDestroyed<std::unique_ptr<CEPLogClass>> instance([] {
         if (isCEPDisabled())
-            return static_cast<CEPLogClass*>(nullptr);
+            return std::unique_ptr<CEPLogClass>();
         (void)CEPLogInit();
-        return new CEPLogClass;
-    }();
-    return instance;
+        return std::make_unique<CEPLogClass>();
+    }());
+    return instance->get();
 }
 
 void CEPLogClass::log(std::string_view action, const platform::Value& prefs,
@@ -69,6 +64,10 @@ void CEPLogClass::log(std::string_view action, const platform::Value& prefs,
 std::string CEPLogClass::lockFile() {
     const auto folder = platform::SearchPaths::temporaryFolder();
     return folder ? *folder + "/cvl.kitwell.ceplog.lock" : "";
+}
+
+platform::Result<LockedFile> CEPLogClass::lockCollection() {
+    return LockedFile::lockFile(lockFile(), LockedFile::Wait::ForLock, kLockFileMode);
 }
 
 void CEPLogClass::initGrab() {
@@ -108,25 +107,28 @@ void CEPLogClass::timerFired() {
         fireCEP();
 }
 
-void CEPLogClass::fireCEP() {
+void CEPLogClass::fireCEP() const {
     platform::runOnDetachedThread([folder = reportFolder()] { collectAndUpload(folder); });
 }
 
-void CEPLogClass::sendCEP() {
+void CEPLogClass::sendCEP() const {
     collectAndUpload(reportFolder());
 }
 
-std::string CEPLogClass::logGrab() {
-    collectReports(reportFolder());
-    return reportFolder();
+std::string CEPLogClass::logGrab() const {
+    std::string folder = reportFolder();
+    collectReports(folder);
+    return folder;
 }
 
-const std::string& CEPLogClass::reportFolder() {
-    if (logPath_.empty()) {
-        logPath_ = usualReportFolder();
-        (void)platform::FileManager::createFolder(logPath_);
-    }
-    return logPath_;
+std::string CEPLogClass::logPath() const {
+    return logPath_.empty() ? usualReportFolder() : logPath_;
+}
+
+std::string CEPLogClass::reportFolder() const {
+    if (logPath_.empty())
+        (void)platform::FileManager::createFolder(usualReportFolder());
+    return logPath();
 }
 
 } // namespace kitwell

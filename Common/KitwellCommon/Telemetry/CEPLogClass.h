@@ -7,8 +7,10 @@
 
 #include "KitwellCommon/Export.h"
 #include "KitwellCommon/Telemetry/CEPInfo.h"
+#include "KitwellPlatform/Files/LockedFile.h"
 #include "KitwellPlatform/RunLoop/DateTimer.h"
 #include "KitwellPlatform/Values/Date.h"
+#include "KitwellPlatform/Values/Result.h"
 #include "KitwellPlatform/Values/Value.h"
 
 namespace kitwell {
@@ -16,7 +18,7 @@ namespace kitwell {
 // Seconds from one collection to the next: a week.
 inline constexpr double CEPFireInterval = 604800.0;
 
-// In the agent's preferences: the switch (true is off), and the date of the next collection.
+// In the agent's preferences: the switch (true is off), and the date from which a start counts on.
 inline constexpr char kCEPDisabledKey[] = "disableCEP";
 inline constexpr char kCEPSyncDateKey[] = "CEPSyncDate";
 
@@ -42,27 +44,32 @@ public:
     // Held exclusively while a collection moves logs, so that one runs at a time. Empty when this user has no
     // private temporary folder: collections go on without it then.
     static std::string lockFile();
+    // Waits for the collection that is under way; none begins until the answer goes. Any thread.
+    static platform::Result<platform::LockedFile> lockCollection();
 
-    // ---- Collection and upload. All but sendCEP belong to the thread that calls initGrab.
+    // ---- Collection and upload. The schedule belongs to the thread that calls initGrab, the rest to any.
 
-    // Starts the schedule on this thread's run loop. The date of the next collection is kept in the agent's
-    // preferences as "CEPSyncDate"; one that has passed is made up for at once.
+    // Starts the schedule on this thread's run loop. The agent's preferences keep the date of the first
+    // collection as "CEPSyncDate"; one that has passed is made up for at once, and replaced by one a week
+    // from now. Later collections leave it alone: what starts after one collects at once again.
     void initGrab();
     // When the timer fires next; nothing before initGrab.
     std::optional<platform::Date> timerFireDate() const;
     // Collects and uploads on a thread of its own.
-    void fireCEP();
-    // Collects the logs and starts the upload of every report that waits. Any thread, one at a time.
-    void sendCEP();
-    // Moves every log that waits into a report, and answers the folder of the reports.
-    std::string logGrab();
+    void fireCEP() const;
+    // Collects the logs and starts the upload of every report that waits.
+    void sendCEP() const;
+    // Moves every log that waits into a report, and answers the folder of the reports. The caller holds
+    // lockCollection.
+    std::string logGrab() const;
 
-    // The folder of the reports, made at first use; empty before.
-    std::string logPath() const { return logPath_; }
+    // The folder of the reports: the usual one, which the first collection makes, or one that was chosen
+    // before. It must be there.
+    std::string logPath() const;
     void setLogPath(std::string path) { logPath_ = std::move(path); }
 
 private:
-    const std::string& reportFolder();
+    std::string reportFolder() const;
     void armTimer(platform::Date date);
     void timerFired();
 

@@ -4,6 +4,7 @@
 #include "KitwellPlatform/Files/FileManager.h"
 #include "KitwellPlatform/Files/SearchPaths.h"
 #include "KitwellPlatform/Machine/Machine.h"
+#include "KitwellPlatform/Values/NeverDestroyed.h"
 #include "KitwellPlatform/Values/Text.h"
 
 namespace kitwell {
@@ -15,10 +16,9 @@ constexpr std::size_t kMaxPathSize = 1023;
 constexpr std::string_view kLongestName = "/cvl.kitwell.ceplog-more.xml";
 constexpr char kAbsentText[] = "(null)"; // what a version text shows for a part that its bundle lacks
 
-// Never destroyed: a detached thread may still read it while the process ends.
 CEPLogContext& context() {
-    static auto& instance = *new CEPLogContext;
-    return instance;
+    static platform::NeverDestroyed<CEPLogContext> instance;
+    return *instance;
 }
 
 std::string logFolder() {
@@ -29,8 +29,7 @@ std::string logFolder() {
 }
 
 std::string textUnder(std::string_view key, const platform::Bundle& bundle) {
-    const platform::Value* value = bundle.objectForInfoDictionaryKey(key);
-    const std::string* text = value ? value->asText() : nullptr;
+    const std::string* text = bundle.infoDictionary().findText(key);
     return text ? *text : kAbsentText;
 }
 

@@ -1,11 +1,8 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
-#include <string>
 
 #include "KitwellCommon/Export.h"
-#include "KitwellPlatform/Files/AppendFile.h"
 
 namespace kitwell {
 
@@ -21,11 +18,5 @@ inline constexpr std::int32_t kCEPGrabNotSealed = -653;    // the log cannot get
 // and taken, or in its place one under the older name while that exists. `more` is set to 1 when there may be
 // another to take, else to 0. Waits for writers. CEPLogInit comes first; any thread.
 KITWELL_API std::int32_t CEPLogGrab(std::int32_t* more);
-
-// Takes a sealed log, whole and held exclusively, away from its path; false when it stands there still.
-using LogRemoval = std::function<bool(platform::AppendFile& log, const std::string& path)>;
-
-// CEPLogGrab with a removal of the caller's own. Inside the framework only.
-std::int32_t grabLog(std::int32_t* more, const LogRemoval& removeLog);
 
 } // namespace kitwell

@@ -21,6 +21,18 @@ void closeAndProtect(AppendFile& file, std::uint32_t mode) {
 
 } // namespace
 
+bool CEPLogCloseReport(platform::AppendFile& file) {
+    const auto content = file.contents(kMaxReportSize);
+    if (!content)
+        return false;
+    const DocumentState state = documentState(content->text());
+    for (const DocumentPart& part : state.brokenParts) {
+        if (!file.overwrite(part.start, std::string(part.size, ' ')))
+            return false;
+    }
+    return state.missingClosing.empty() || file.append(state.missingClosing);
+}
+
 Sealing sealLog(AppendFile& file, const std::string& path, const std::string& sealedPath) {
     const auto own = file.status();
     if (!own || !own->isRegular)

@@ -17,6 +17,10 @@ enum class Sealing {
     NotRenamed,
 };
 
+// Makes the document whole: blanks its broken parts and writes what is missing of the two closing lines. The
+// file is open for appending and locked exclusively. False when that was not possible; a later call goes on.
+bool CEPLogCloseReport(platform::AppendFile& file);
+
 // Gives the open log, held exclusively, the sealed name, in the place of a sealed log that still waits; then
 // closes the document, makes the file read-only and brings it to the disk.
 Sealing sealLog(platform::AppendFile& file, const std::string& path, const std::string& sealedPath);

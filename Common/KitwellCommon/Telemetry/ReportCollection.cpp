@@ -1,15 +1,14 @@
 #include "KitwellCommon/Telemetry/ReportCollection.h"
 
 #include <cstdint>
+#include <vector>
 
-#include "KitwellCommon/Telemetry/CEPLogContext.h"
-#include "KitwellCommon/Telemetry/CEPLogGrab.h"
 #include "KitwellCommon/Telemetry/LogSealing.h"
+#include "KitwellCommon/Telemetry/LogTaking.h"
 #include "KitwellPlatform/Files/AppendFile.h"
 #include "KitwellPlatform/Files/FileDescriptor.h"
 #include "KitwellPlatform/Files/FileManager.h"
 #include "KitwellPlatform/Files/FreePath.h"
-#include "KitwellPlatform/Files/SearchPaths.h"
 #include "KitwellPlatform/Values/Text.h"
 
 namespace kitwell {
@@ -77,25 +76,12 @@ bool becomeReport(const AppendFile& log, const std::string& path, const std::vec
 void collectReports(const std::string& folder) {
     const std::vector<std::string> reports = reportPaths(folder);
     for (std::int32_t more = 1; more != 0;) {
-        const platform::FileDescriptor log(grabLog(&more, [&](AppendFile& file, const std::string& path) {
+        const platform::FileDescriptor log(takeLog(&more, [&](AppendFile& file, const std::string& path) {
             return becomeReport(file, path, reports);
         }));
         if (!log)
             return;
     }
-}
-
-std::string usualReportFolder() {
-    return platform::SearchPaths::userLibrary() + "/Logs/CorvalenKitwell";
-}
-
-std::vector<std::string> waitingReports(const std::string& folder) {
-    std::vector<std::string> reports;
-    for (std::string& path : platform::FileManager::subpathsOfFolder(folder)) {
-        if (path.starts_with("kitwell_report") && path.ends_with(".xml"))
-            reports.push_back(std::move(path));
-    }
-    return reports;
 }
 
 } // namespace kitwell

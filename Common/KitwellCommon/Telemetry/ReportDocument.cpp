@@ -134,16 +134,4 @@ DocumentState documentState(std::string_view document) {
     return state;
 }
 
-bool CEPLogCloseReport(platform::AppendFile& file) {
-    const auto content = file.contents(kMaxReportSize);
-    if (!content)
-        return false;
-    const DocumentState state = documentState(content->text());
-    for (const DocumentPart& part : state.brokenParts) {
-        if (!file.overwrite(part.start, std::string(part.size, ' ')))
-            return false;
-    }
-    return state.missingClosing.empty() || file.append(state.missingClosing);
-}
-
 } // namespace kitwell

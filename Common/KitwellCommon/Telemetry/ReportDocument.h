@@ -1,11 +1,11 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string_view>
 #include <vector>
 
 #include "KitwellCommon/Export.h"
-#include "KitwellPlatform/Files/AppendFile.h"
 
 namespace kitwell {
 
@@ -28,10 +28,6 @@ struct DocumentState {
 
 // One without a whole header has no events and no broken parts, and lacks its closing. Takes one pass.
 KITWELL_API DocumentState documentState(std::string_view document);
-
-// Makes the document whole: blanks its broken parts and writes what is missing of the two closing lines. The
-// file is open for appending and locked exclusively. False when that was not possible; a later call goes on.
-bool CEPLogCloseReport(platform::AppendFile& file);
 
 // Larger files are no logs of this system.
 inline constexpr std::size_t kMaxReportSize = std::size_t{256} << 20U;

@@ -5,6 +5,7 @@
 
 #include "KitwellCommon/Auxiliary/CommonAuxiliary.h"
 #include "KitwellCommon/SuiteIdentifiers.h"
+#include "KitwellCommon/Telemetry/CEPLog.h"
 #include "KitwellCommon/Telemetry/CEPLogContext.h"
 #include "KitwellPlatform/Applications/Bundle.h"
 #include "KitwellPlatform/Applications/Workspace.h"
@@ -35,9 +36,8 @@ std::string osVersion() {
 std::string browserVersion() {
     const auto url = platform::Workspace::urlForBundleIdentifier(kBrowserIdentifier);
     const auto bundle = url ? std::optional(platform::Bundle(*url)) : std::nullopt;
-    const Value* version =
-        bundle ? bundle->objectForInfoDictionaryKey("CFBundleShortVersionString") : nullptr;
-    const std::string* text = version ? version->asText() : nullptr;
+    const std::string* text =
+        bundle ? bundle->infoDictionary().findText("CFBundleShortVersionString") : nullptr;
     return text ? *text : "";
 }
 
@@ -61,8 +61,7 @@ std::optional<std::int64_t> wholeNumber(const Value* value) {
 // Nothing for what is no setting of one of the suite's applications.
 std::string notificationLine(const Value& application) {
     const platform::Dictionary* settings = application.asDictionary();
-    const Value* identifierValue = settings ? settings->find("bundle-id") : nullptr;
-    const std::string* identifier = identifierValue ? identifierValue->asText() : nullptr;
+    const std::string* identifier = settings ? settings->findText("bundle-id") : nullptr;
     const auto flags = settings ? wholeNumber(settings->find("flags")) : std::nullopt;
     if (!identifier || !flags || !identifier->starts_with(kAgentBundleIdentifier))
         return "";

@@ -1,8 +1,7 @@
 #include "KitwellCommon/Telemetry/ReportUpload.h"
 
-#include "KitwellCommon/Telemetry/ReportEndpointForTests.h"
+#include "KitwellCommon/Telemetry/Reports.h"
 #include "KitwellPlatform/Applications/Task.h"
-#include "KitwellPlatform/Files/SearchPaths.h"
 
 namespace kitwell {
 
@@ -19,29 +18,11 @@ tar --force-local --no-unquote --transform='s|.*|Report.xml|' -czf "$archive" --
 curl -q -v -X POST -H 'Content-Type: multipart/form-data' --form "data=@\"$field\"" -- "$endpoint" > "$output" &&
 rm -f -- "$archive" && rm -f -- "$report")";
 
-// Never destroyed: a detached thread may still read it while the process ends.
-std::string& chosenEndpoint() {
-    static auto& instance = *new std::string(KITWELL_TELEMETRY_ENDPOINT);
-    return instance;
-}
-
 } // namespace
 
 void startUpload(const std::string& reportPath, const std::string& responsePath) {
     (void)platform::Task::startDetached("/bin/bash", {"-c", kScript, "kitwell-upload", reportPath + ".tar.gz",
                                                       reportPath, reportEndpoint(), responsePath});
-}
-
-std::string uploadResponsePath() {
-    return platform::SearchPaths::userLibrary() + "/Logs/cvl.kitwell.ceplog.log";
-}
-
-const std::string& reportEndpoint() {
-    return chosenEndpoint();
-}
-
-void setReportEndpoint(const std::string& url) {
-    chosenEndpoint() = url;
 }
 
 } // namespace kitwell

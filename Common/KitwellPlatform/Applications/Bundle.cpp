@@ -19,8 +19,7 @@ Dictionary readInfo(const FileUrl& bundle) {
     return info ? std::move(*info) : Dictionary();
 }
 
-std::string textOrEmpty(const Value* value) {
-    const std::string* text = value ? value->asText() : nullptr;
+std::string textOrEmpty(const std::string* text) {
     return text ? *text : std::string();
 }
 
@@ -38,11 +37,11 @@ const Bundle& Bundle::main() {
 }
 
 std::string Bundle::identifier() const {
-    return textOrEmpty(info_.find("CFBundleIdentifier"));
+    return textOrEmpty(info_.findText("CFBundleIdentifier"));
 }
 
 FileUrl Bundle::executableUrl() const {
-    const std::string name = textOrEmpty(info_.find("CFBundleExecutable"));
+    const std::string name = textOrEmpty(info_.findText("CFBundleExecutable"));
     return isPlainFileName(name) ? url_.appending("Contents/Linux").appending(name) : FileUrl();
 }
 

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "KitwellPlatform/Values/Text.h"
+
 namespace kitwell::platform {
 
 namespace {
@@ -10,12 +12,6 @@ constexpr std::string_view kGroup = "[Desktop Entry]";
 
 constexpr std::pair<char, char> kEscapes[] = {
     {'\\', '\\'}, {'n', '\n'}, {'r', '\r'}, {'t', '\t'}, {'s', ' '}};
-
-std::string trimmed(std::string_view text) {
-    constexpr std::string_view kBlanks = " \t\r";
-    const std::size_t start = std::min(text.find_first_not_of(kBlanks), text.size());
-    return std::string(text.substr(start, text.find_last_not_of(kBlanks) + 1 - start));
-}
 
 // A blank needs its escape only where it would be taken for one around the value.
 std::string escaped(std::string_view text) {

@@ -12,6 +12,7 @@
 #include "KitwellPlatform/Applications/DesktopEntry.h"
 #include "KitwellPlatform/Files/FileAccess.h"
 #include "KitwellPlatform/Files/FileManager.h"
+#include "KitwellPlatform/Files/FileUrl.h"
 #include "KitwellPlatform/Files/NewFile.h"
 #include "KitwellPlatform/Files/SearchPaths.h"
 #include "KitwellPlatform/Values/Text.h"

@@ -14,13 +14,14 @@ namespace kitwell::platform {
 
 enum class LaunchOptions { Default, Hidden };
 
-// Finds and starts applications. Stateless; belongs to the main thread, whose loop collects what it started.
+// Finds and starts applications. Stateless. Any thread may look for them; starting belongs to the main
+// thread, whose loop collects what it started.
 class PLATFORM_API Workspace {
 public:
     Workspace() = delete;
 
-    // All application bundles ("*.app") in the application folders, in the order of search; of several with
-    // one identifier all are listed.
+    // All application bundles ("*.app") in the application folders, in the order of search, each once and by
+    // its real path; of several with one identifier all are listed.
     static std::vector<Bundle> applications();
     // The first application with this identifier, in the order of search.
     static std::optional<FileUrl> urlForBundleIdentifier(std::string_view identifier);

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "KitwellPlatform/Files/FileAccess.h"
+#include "KitwellPlatform/Files/FileUrl.h"
 #include "KitwellPlatform/Files/NewFile.h"
 
 namespace kitwell::platform {

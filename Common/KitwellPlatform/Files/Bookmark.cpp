@@ -11,6 +11,7 @@
 
 #include "KitwellPlatform/Files/FileAccess.h"
 #include "KitwellPlatform/Files/FileManager.h"
+#include "KitwellPlatform/Files/FileUrl.h"
 
 namespace kitwell::platform {
 

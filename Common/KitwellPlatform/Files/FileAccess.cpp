@@ -6,8 +6,6 @@
 #include <unistd.h>
 #include <vector>
 
-#include "KitwellPlatform/Files/FileUrl.h"
-
 namespace kitwell::platform {
 
 namespace {
@@ -83,11 +81,6 @@ Result<void> waitForLock(int descriptor, int operation, std::string_view path) {
             return systemError("lock " + std::string(path), errno);
     }
     return {};
-}
-
-std::string folderOf(const std::string& path) {
-    const std::string folder = FileUrl(path).deletingLastPathComponent().path();
-    return folder.empty() ? "." : folder;
 }
 
 } // namespace kitwell::platform

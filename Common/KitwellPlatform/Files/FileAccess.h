@@ -33,7 +33,4 @@ Result<Data> readRegularFile(int descriptor, std::size_t limit, const std::strin
 // error's text.
 Result<void> waitForLock(int descriptor, int operation, std::string_view path);
 
-// The folder that holds what the path names; "." for a path of one component.
-std::string folderOf(const std::string& path);
-
 } // namespace kitwell::platform

@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include "KitwellPlatform/Files/FileAccess.h"
+#include "KitwellPlatform/Files/FileUrl.h"
 #include "KitwellPlatform/Files/NewFile.h"
 
 namespace kitwell::platform {

@@ -55,4 +55,9 @@ FileUrl FileUrl::deletingPathExtension() const {
     return FileUrl(whole.substr(0, whole.size() - (name.size() - dot)));
 }
 
+std::string folderOf(const std::string& path) {
+    const std::string folder = FileUrl(path).deletingLastPathComponent().path();
+    return folder.empty() ? "." : folder;
+}
+
 } // namespace kitwell::platform

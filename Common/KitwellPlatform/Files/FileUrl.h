@@ -35,4 +35,7 @@ private:
     std::string text_;
 };
 
+// The folder that holds what the path names; "." for a path of one component.
+PLATFORM_API std::string folderOf(const std::string& path);
+
 } // namespace kitwell::platform

@@ -5,6 +5,7 @@
 
 #include "KitwellPlatform/Files/FileAccess.h"
 #include "KitwellPlatform/Files/FileCopy.h"
+#include "KitwellPlatform/Files/FileUrl.h"
 #include "KitwellPlatform/Files/NewFile.h"
 
 namespace kitwell::platform {

@@ -8,6 +8,7 @@
 #include <thread>
 
 #include "KitwellPlatform/Files/FileAccess.h"
+#include "KitwellPlatform/Files/FileUrl.h"
 #include "KitwellPlatform/Files/NewFile.h"
 
 namespace kitwell::platform {

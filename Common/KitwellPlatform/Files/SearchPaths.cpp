@@ -137,7 +137,7 @@ Result<std::string> SearchPaths::groupContainer(std::string_view identifier) {
 Result<std::string> SearchPaths::runtimeFolder() {
     if (const auto session = absolutePathFromEnvironment("XDG_RUNTIME_DIR"))
         return privateFolder(*session + kOwnLowerCaseFolder);
-    return privateFolder("/tmp/kitwell-" + std::to_string(::geteuid()));
+    return privateFolder(std::string("/tmp") + kOwnLowerCaseFolder + "-" + std::to_string(::geteuid()));
 }
 
 Result<std::string> SearchPaths::temporaryFolder() {
@@ -166,7 +166,7 @@ std::string SearchPaths::executable() {
 }
 
 std::string SearchPaths::dialogProgram() {
-    return libraryResources() + "/kitwell-dialog";
+    return libraryResources() + kOwnLowerCaseFolder + "-dialog";
 }
 
 std::string SearchPaths::translations() {
@@ -184,8 +184,10 @@ std::optional<std::string> SearchPaths::mainBundleFolder() {
 }
 
 std::vector<std::string> SearchPaths::applicationFolders() {
-    std::vector<std::string> folders{dataFolder() + "/Applications", "/opt/kitwell/Applications",
-                                     "/usr/lib/kitwell/Applications"};
+    std::vector<std::string> folders{dataFolder(), std::string("/opt") + kOwnLowerCaseFolder,
+                                     std::string("/usr/lib") + kOwnLowerCaseFolder};
+    for (std::string& folder : folders)
+        folder += "/Applications";
     if (const auto bundle = mainBundleFolder()) {
         const std::string siblings = folderOf(*bundle);
         std::erase(folders, siblings);

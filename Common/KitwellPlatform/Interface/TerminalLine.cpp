@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "KitwellPlatform/RunLoop/RunLoop.h"
+#include "KitwellPlatform/Values/Text.h"
 
 namespace kitwell::platform {
 
@@ -17,7 +18,6 @@ namespace {
 
 constexpr std::size_t kMaxLine = 8192;
 constexpr int kPatienceInMilliseconds = 1000; // with a terminal that is held, or reads slowly
-constexpr char kBlanks[] = " \t\r\n";
 
 // What stands in the text must not steer the terminal: neither the ASCII controls nor those of U+0080 to
 // U+009F.
@@ -46,11 +46,6 @@ void writeAll(int terminal, std::string_view text) {
     }
 }
 
-std::string trimmed(const std::string& text) {
-    const std::size_t first = text.find_first_not_of(kBlanks);
-    return first == std::string::npos ? "" : text.substr(first, text.find_last_not_of(kBlanks) + 1 - first);
-}
-
 // Two readers of one terminal would take each other's lines: only the innermost one listens.
 class LineReader {
 public:
@@ -73,7 +68,7 @@ public:
         RunLoop& loop = RunLoop::current();
         while (!isDone_ && !loop.isStopped())
             loop.runOnce(RunLoop::Duration::max(), RunLoopMode::Modal);
-        return trimmed(line_);
+        return std::string(trimmed(line_));
     }
 
 private:

@@ -4,12 +4,12 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
-#include <memory>
 #include <mutex>
 #include <string>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "KitwellPlatform/Values/NeverDestroyed.h"
 #include "KitwellPlatform/Values/Text.h"
 
 namespace kitwell::platform {
@@ -21,9 +21,8 @@ struct SinkHolder {
     LogSink sink;
 };
 
-// Never destroyed, so that a line may still be written while the process ends.
 SinkHolder& holder() {
-    static SinkHolder* const one = std::make_unique<SinkHolder>().release();
+    static NeverDestroyed<SinkHolder> one;
     return *one;
 }
 

@@ -7,7 +7,8 @@
 
 namespace kitwell::platform {
 
-// The value of an environment variable; nothing when it is unset. Main thread.
+// The value of an environment variable; nothing when it is unset. Any thread: no part of
+// this library changes the environment.
 PLATFORM_API std::optional<std::string> environmentVariable(const char* name);
 
 } // namespace kitwell::platform

@@ -11,6 +11,7 @@
 #include "KitwellPlatform/Files/AtomicFile.h"
 #include "KitwellPlatform/Files/FileManager.h"
 #include "KitwellPlatform/Machine/Environment.h"
+#include "KitwellPlatform/Machine/MachineForTests.h"
 #include "KitwellPlatform/Values/Text.h"
 
 namespace kitwell::platform {
@@ -188,7 +189,7 @@ bool Machine::hasInternalBattery() {
     });
 }
 
-void Machine::setSystemFolder(std::string folder) {
+void setSystemFolder(std::string folder) {
     systemFolder() = std::move(folder);
 }
 

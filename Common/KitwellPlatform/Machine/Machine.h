@@ -29,13 +29,10 @@ public:
     // without control characters; empty when there is none.
     static std::string model();
     // The language of messages by LC_ALL, LC_MESSAGES and LANG, such as "de_DE", without codeset and
-    // modifier; empty for the locales "C" and "POSIX", and for what is no locale's name. Main thread.
+    // modifier; empty for the locales "C" and "POSIX", and for what is no locale's name.
     static std::string localeIdentifier();
     // Whether a battery feeds the machine itself, not only a mouse or the like.
     static bool hasInternalBattery();
-
-    // For tests, before anything else is asked: where the system's files are looked for, instead of "/".
-    static void setSystemFolder(std::string folder);
 };
 
 } // namespace kitwell::platform

@@ -6,6 +6,7 @@
 #include "KitwellPlatform/Files/AtomicFile.h"
 #include "KitwellPlatform/Files/FileAccess.h"
 #include "KitwellPlatform/Files/FileManager.h"
+#include "KitwellPlatform/Files/FileUrl.h"
 #include "KitwellPlatform/Logging/Log.h"
 #include "KitwellPlatform/Values/PropertyList.h"
 

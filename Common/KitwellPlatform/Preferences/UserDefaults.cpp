@@ -124,8 +124,12 @@ UserDefaults::UserDefaults(std::string_view suiteName)
     : state_(std::make_unique<State>(suitePath(suiteName))) {}
 
 UserDefaults& UserDefaults::standard() {
-    static UserDefaults one = forApplication(mainIdentifier());
+    static UserDefaults one = forMainApplication();
     return one;
+}
+
+UserDefaults UserDefaults::forMainApplication() {
+    return forApplication(mainIdentifier());
 }
 
 UserDefaults UserDefaults::forApplication(std::string_view bundleIdentifier) {

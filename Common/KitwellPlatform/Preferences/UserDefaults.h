@@ -29,6 +29,8 @@ public:
     // The main bundle's own domain: <Library>/Preferences/<identifier>.plist. Outside any bundle the
     // program's file name is the identifier.
     static UserDefaults& standard();
+    // A new object of that domain, for a thread of its own.
+    static UserDefaults forMainApplication();
     // The domain of any application.
     static UserDefaults forApplication(std::string_view bundleIdentifier);
     // What any application keeps for this machine only, in a home that several may share:

@@ -3,6 +3,8 @@
 #include <map>
 #include <utility>
 
+#include "KitwellPlatform/Values/NeverDestroyed.h"
+
 namespace kitwell::platform {
 
 struct NotificationCenter::State {
@@ -47,9 +49,8 @@ NotificationCenter::NotificationCenter() : state_(std::make_shared<State>()) {}
 
 NotificationCenter::~NotificationCenter() = default;
 
-// Never destroyed: what goes at the end of the process, in whatever order, may still post.
 NotificationCenter& NotificationCenter::defaultCenter() {
-    static NotificationCenter* const center = std::make_unique<NotificationCenter>().release();
+    static NeverDestroyed<NotificationCenter> center;
     return *center;
 }
 

@@ -81,6 +81,11 @@ Value* Dictionary::find(std::string_view key) {
     return at == kNowhere ? nullptr : &entries_[at].second;
 }
 
+const std::string* Dictionary::findText(std::string_view key) const {
+    const Value* value = find(key);
+    return value ? value->asText() : nullptr;
+}
+
 void Dictionary::set(std::string_view key, Value value) {
     if (Value* held = find(key)) {
         *held = std::move(value);

@@ -159,6 +159,12 @@ bool isValidUtf8(std::string_view text) {
     return true;
 }
 
+std::string_view trimmed(std::string_view text) {
+    constexpr std::string_view kBlanks = " \t\r\n";
+    text.remove_prefix(std::min(text.find_first_not_of(kBlanks), text.size()));
+    return text.substr(0, text.find_last_not_of(kBlanks) + 1);
+}
+
 std::optional<std::string> textFromUtf8(std::string_view bytes) {
     return isValidUtf8(bytes) ? std::optional(std::string(bytes)) : std::nullopt;
 }

@@ -27,6 +27,9 @@ PLATFORM_API bool isValidUtf8(std::string_view text);
 // with none. Such a character could steer the terminal that the text is shown on.
 PLATFORM_API std::size_t leadingControlCharacter(std::string_view text);
 
+// Without the blanks, tabs and line ends around it.
+PLATFORM_API std::string_view trimmed(std::string_view text);
+
 // The bytes as text when they are valid UTF-8, else nothing.
 PLATFORM_API std::optional<std::string> textFromUtf8(std::string_view bytes);
 

@@ -35,6 +35,8 @@ public:
     // The value under the key, or null. The pointer is valid until the dictionary next changes.
     const Value* find(std::string_view key) const;
     Value* find(std::string_view key);
+    // The text under the key, or null, also when the value is of another kind; as long valid.
+    const std::string* findText(std::string_view key) const;
     // Replaces the value under the key where it stands, or appends it.
     void set(std::string_view key, Value value);
     // Answers whether there was such a key. Takes time in proportion to the entries that follow it.

@@ -49,11 +49,12 @@ protected:
         counter.signal(SIGTERM);
         EXPECT_EQ(counter.wait(), 0);
     }
-    static ChildProcess startCounter() {
-        ChildProcess counter =
-            ChildProcess::program(std::string(APPLICATIONS_FOLDER) + "/Counter.app/Contents/Linux/Counter");
+    static ChildProcess startCounter() { return start("Counter"); }
+    static ChildProcess start(const std::string& name) {
+        ChildProcess program = ChildProcess::program(std::string(APPLICATIONS_FOLDER) + "/" + name +
+                                                     ".app/Contents/Linux/" + name);
         EXPECT_TRUE(waitUntil([] { return platform::RunningApplication::all().size() == 1; }));
-        return counter;
+        return program;
     }
 
     const std::string logs = home.path("data/Kitwell/Library/Logs");
@@ -104,6 +105,35 @@ TEST_F(TelemetryCommands, SwitchRecordingOffForProcessesThatStartFromThenOn) {
     EXPECT_EQ(telemetry({"on"}).exitCode, 0);
     EXPECT_FALSE(
         platform::UserDefaults::forApplication(kAgentBundleIdentifier).objectForKey(kCEPDisabledKey));
+}
+
+TEST_F(TelemetryCommands, TellTheNextCollectionOfAnAgentThatIsPastTheStoredDate) {
+    ChildProcess agent = start("Kitwell");
+    const auto stored = platform::Date::now().adding(-8.0 * 86400);
+    auto preferences = platform::UserDefaults::forApplication(kAgentBundleIdentifier);
+    preferences.setObjectForKey(stored, kCEPSyncDateKey);
+    ASSERT_TRUE(preferences.synchronize());
+    const auto nextIs = [](platform::Date date) {
+        return telemetry({"status"}).tells("\"nextCollection\":\"" + *date.iso8601());
+    };
+    EXPECT_TRUE(nextIs(stored.adding(2 * CEPFireInterval)));
+    agent.signal(SIGTERM);
+    agent.wait();
+    EXPECT_TRUE(nextIs(stored)) << "the next start collects at once";
+}
+
+TEST_F(TelemetryCommands, ShowAlsoWhatIsLargerThanOneJsonText) {
+    useCounter();
+    const std::string open = contentOf(active);
+    const std::size_t start = open.find("<event");
+    std::string event = open.substr(start, open.find('\n', start) + 1 - start);
+    event.insert(event.find("action=\"") + 8, std::string(std::size_t{35} << 20U, 'x'));
+    std::ofstream(active, std::ios::app) << event << event;
+    // Counted there, where it takes less time than here.
+    const std::string program = std::string(PROGRAMS_FOLDER) + "/kitwellctl";
+    ChildProcess shown = ChildProcess::program(
+        "/bin/bash", {"-c", "\"$0\" --json telemetry show | /usr/bin/wc --bytes", program});
+    EXPECT_GT(std::stoul(shown.readLine(std::chrono::seconds(60)).value_or("0")), 70U << 20U);
 }
 
 TEST_F(TelemetryCommands, FindWhatIsWrongWithADocumentAndWhere) {

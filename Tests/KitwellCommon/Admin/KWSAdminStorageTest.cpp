@@ -1,5 +1,6 @@
 #include <regex>
 #include <sys/mount.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 
 #include "KitwellCommon/Admin/MachineLibrary.h"
@@ -142,7 +143,7 @@ TEST_F(AdminStorage, EachFailureHasItsCodeAndItsLine) {
     EXPECT_TRUE(FileManager::fileExists(home.path("elsewhere/settings.conf")));
     std::filesystem::remove(KWSPathHelper::dirPath());
 
-    // No backup can be made, since its name is taken; the file is replaced all the same.
+    // The backup's name is taken: the next free one serves, and nothing is lost.
     writeSettings("no JSON");
     const auto now = static_cast<std::int64_t>(platform::Date::now().unixTime());
     for (std::int64_t second = now; second < now + 30; ++second)
@@ -151,6 +152,19 @@ TEST_F(AdminStorage, EachFailureHasItsCodeAndItsLine) {
     ASSERT_TRUE(openOrMake());
     EXPECT_TRUE(log.lines.at(0).starts_with("Unable to create backup for " + KWSPathHelper::filePath() +
                                             ". Error move "));
+    EXPECT_EQ(std::filesystem::file_size(KWSPathHelper::filePath() + ".backup." + std::to_string(now + 30)),
+              std::string("no JSON").size());
+
+    // A moment without descriptors must not lift what a sound file restricts.
+    writeSettings("{\"kept\": 1}");
+    rlimit before{};
+    ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &before), 0);
+    const rlimit none{0, before.rlim_max};
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &none), 0);
+    EXPECT_FALSE(KWSAdminStorage::create(0, errorCode));
+    ::setrlimit(RLIMIT_NOFILE, &before);
+    EXPECT_EQ(errorCode, KWS_ERR_READ);
+    EXPECT_EQ(settings(), "{\"kept\": 1}");
 
     // What JSON has no word for.
     platform::Error error;

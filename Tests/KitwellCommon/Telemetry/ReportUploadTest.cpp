@@ -5,7 +5,6 @@
 #include <sys/wait.h>
 
 #include "KitwellCommon/Telemetry/ReportEndpointForTests.h"
-#include "KitwellCommon/Telemetry/ReportUpload.h"
 #include "TelemetryLogs.h"
 
 using namespace kitwell;

@@ -3,7 +3,7 @@
 #include "KitwellCommon/Telemetry/CEPLog.h"
 #include "KitwellCommon/Telemetry/CEPLogClass.h"
 #include "KitwellCommon/Telemetry/CEPLogContext.h"
-#include "KitwellCommon/Telemetry/ReportCollection.h"
+#include "KitwellCommon/Telemetry/Reports.h"
 #include "KitwellPlatform/Files/AtomicFile.h"
 #include "KitwellPlatform/Files/FileManager.h"
 #include "KitwellPlatform/Files/SearchPaths.h"

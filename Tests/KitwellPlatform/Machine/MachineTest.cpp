@@ -1,5 +1,6 @@
 #include "KitwellPlatform/Machine/Machine.h"
 
+#include "KitwellPlatform/Machine/MachineForTests.h"
 #include "KitwellPlatform/Preferences/UserDefaults.h"
 #include "Support/Harness.h"
 
@@ -11,7 +12,7 @@ namespace {
 // A machine whose files are those that the test writes.
 class MachineTest : public InTestHome {
 protected:
-    MachineTest() { Machine::setSystemFolder(home.path()); }
+    MachineTest() { setSystemFolder(home.path()); }
 
     void write(const std::string& file, const std::string& content) {
         std::filesystem::create_directories(std::filesystem::path(home.path(file)).parent_path());
