@@ -7,8 +7,8 @@
 
 namespace kitwell::platform {
 
-// The value of an environment variable; nothing when it is unset. Any thread: no part of
-// this library changes the environment.
+// The value of an environment variable; nothing when it is unset. Any thread: once this library is
+// loaded no part of it changes the environment.
 PLATFORM_API std::optional<std::string> environmentVariable(const char* name);
 
 } // namespace kitwell::platform
