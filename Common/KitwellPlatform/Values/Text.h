@@ -27,6 +27,10 @@ PLATFORM_API bool isValidUtf8(std::string_view text);
 // with none. Such a character could steer the terminal that the text is shown on.
 PLATFORM_API std::size_t leadingControlCharacter(std::string_view text);
 
+// The text with `sign` in the place of each control character that is none of the bytes of `kept`.
+PLATFORM_API std::string withoutControlCharacters(std::string_view text, char sign,
+                                                  std::string_view kept = {});
+
 // The bytes as text when they are valid UTF-8, else nothing.
 PLATFORM_API std::optional<std::string> textFromUtf8(std::string_view bytes);
 
