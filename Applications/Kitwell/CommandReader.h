@@ -13,6 +13,8 @@ class CommandReader {
 public:
     using Handler = std::function<void(const std::string& line)>;
     explicit CommandReader(Handler handler);
+    CommandReader(const CommandReader&) = delete;
+    CommandReader& operator=(const CommandReader&) = delete;
 
 private:
     void readSome();

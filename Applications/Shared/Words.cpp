@@ -8,13 +8,7 @@
 namespace kitwell::applications {
 
 std::string printable(std::string_view text) {
-    std::string safe;
-    while (!text.empty()) {
-        const std::size_t size = platform::leadingControlCharacter(text);
-        safe += size > 0 ? '.' : text.front();
-        text.remove_prefix(std::max<std::size_t>(size, 1));
-    }
-    return safe;
+    return platform::withoutControlCharacters(text, '.');
 }
 
 bool isSameName(std::string_view left, std::string_view right) {

@@ -6,7 +6,6 @@
 #include <cstdint>
 #include <fcntl.h>
 #include <span>
-#include <unistd.h>
 
 #include "KitwellPlatform/Applications/Bundle.h"
 #include "KitwellPlatform/Applications/DesktopEntry.h"
@@ -110,8 +109,8 @@ Result<void> createEntry(const std::string& path, const std::string& content) {
         return file.error();
     if (auto written = writeAll(file->descriptor(), std::as_bytes(std::span(content)), path); !written)
         return written;
-    if (::fsync(file->descriptor()) != 0 && errno != EINVAL)
-        return systemError("bring to the disk " + path, errno);
+    if (auto done = bringToDisk(file->descriptor(), path); !done)
+        return done;
     return file->appearAs(path);
 }
 

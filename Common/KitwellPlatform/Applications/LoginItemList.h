@@ -16,8 +16,8 @@ struct LoginItem {
 };
 
 // The user's login items: the entries of the folder SearchPaths::autostart() that this class wrote. Entries
-// of other programs, symlinks and what cannot be read are no items and are never touched, and neither is an
-// entry that the user switched off in the settings of the desktop. Each operation acts on the folder as it
+// of other programs, symlinks and what cannot be read are no items and are never touched. An entry that the
+// user switched off in the settings of the desktop is no item either. Each operation acts on the folder as it
 // finds it; nothing is locked. Stateless; any thread.
 class PLATFORM_API LoginItemList {
 public:
@@ -28,10 +28,12 @@ public:
     static Result<std::vector<LoginItem>> items();
     // An error when the entry is gone already or must not be removed.
     static Result<void> remove(const LoginItem& item);
-    // Adds the bundle at the end: its executable is started at the next login. An entry of the same URL that
-    // was switched off gives way. The new entry is whole or absent, whatever happens meanwhile. An error for
-    // what is no absolute URL of a bundle with an executable, for a path that no entry can hold (bytes that
-    // are not UTF-8, control characters other than tab and line break), and when the folder does not take it.
+    // Adds the bundle at the end: its executable is started at the next login. Entries that were
+    // switched off and whose bundle has the same name, here or elsewhere, give way: switched on again they
+    // would start an older copy beside this one. The new entry is whole or absent, whatever happens
+    // meanwhile. An error for what is no absolute URL of a bundle with an executable, for a path that no
+    // entry can hold (bytes that are not UTF-8, control characters other than tab and line break), and when
+    // the folder does not take it.
     static Result<void> append(const FileUrl& url);
 };
 

@@ -125,7 +125,7 @@ Result<void> AppendFile::setMode(std::uint32_t mode) {
 }
 
 Result<void> AppendFile::bringToDisk() {
-    return ::fsync(descriptor_.get()) == 0 ? Result<void>() : systemError("bring a file to the disk", errno);
+    return platform::bringToDisk(descriptor_.get(), "an open file");
 }
 
 } // namespace kitwell::platform

@@ -40,6 +40,12 @@ bool isSameFile(const struct stat& one, const struct stat& other) {
     return one.st_dev == other.st_dev && one.st_ino == other.st_ino;
 }
 
+// A second name for the file, in the place of what a killed process may have left under it.
+bool linkAs(int folder, const std::string& name, const std::string& second) {
+    const auto link = [&] { return ::linkat(folder, name.c_str(), folder, second.c_str(), 0) == 0; };
+    return link() || (errno == EEXIST && ::unlinkat(folder, second.c_str(), 0) == 0 && link());
+}
+
 Result<FileDescriptor> openNewItem(const std::string& path) {
     auto file = openFile(path, kReadTheFileItself);
     if (!file)
@@ -120,7 +126,7 @@ Result<std::string> ContainedFolder::keepAside(const std::string& name, std::str
                                : systemError("look at " + pathOf(name), errno);
     if (S_ISDIR(earlier.st_mode))
         return systemError("replace " + pathOf(name), EISDIR);
-    if (::linkat(folder_.get(), name.c_str(), folder_.get(), backup.c_str(), 0) != 0 &&
+    if (!linkAs(folder_.get(), name, backup) &&
         ::renameat(folder_.get(), name.c_str(), folder_.get(), backup.c_str()) != 0)
         return systemError("keep the earlier " + pathOf(name), errno);
     return backup;

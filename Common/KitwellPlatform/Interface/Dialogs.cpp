@@ -30,6 +30,17 @@ std::string dialogProgram() {
     return replacement.empty() ? SearchPaths::dialogProgram() : replacement;
 }
 
+// Enough to tell which dialog it was.
+std::string beginningOf(const std::string& text) {
+    constexpr std::size_t kMaxBytes = 200;
+    if (text.size() <= kMaxBytes)
+        return text;
+    std::size_t end = kMaxBytes;
+    while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xC0U) == 0x80) // not inside a character
+        --end;
+    return text.substr(0, end) + "...";
+}
+
 // Looks for a way to the person anew at each dialog: a display or a terminal may have come or gone.
 class SystemPresenter final : public DialogPresenter {
 public:
@@ -55,7 +66,7 @@ private:
             TerminalPrompt presenter(std::move(terminal));
             return showWith(presenter);
         }
-        writeLogLine("There is nowhere to show a dialog, which counts as cancelled: " + subject);
+        writeLogLine("There is nowhere to show a dialog, which counts as cancelled: " + beginningOf(subject));
         return std::nullopt;
     }
 };

@@ -19,20 +19,6 @@ namespace {
 constexpr std::size_t kMaxLine = 8192;
 constexpr int kPatienceInMilliseconds = 1000; // with a terminal that is held, or reads slowly
 
-// What stands in the text must not steer the terminal: neither the ASCII controls nor those of U+0080 to
-// U+009F.
-std::string withoutControls(std::string text) {
-    for (std::size_t index = 0; index < text.size(); ++index) {
-        const auto byte = static_cast<unsigned char>(text[index]);
-        const auto next = index + 1 < text.size() ? static_cast<unsigned char>(text[index + 1]) : 0U;
-        if ((byte < 0x20 && byte != '\n') || byte == 0x7F)
-            text[index] = '?';
-        else if (byte == 0xC2 && next >= 0x80 && next < 0xA0)
-            text.replace(index, 2, "?");
-    }
-    return text;
-}
-
 void writeAll(int terminal, std::string_view text) {
     while (!text.empty()) {
         const ssize_t written = ::write(terminal, text.data(), text.size());
@@ -109,7 +95,7 @@ private:
 std::string askForLine(const FileDescriptor& terminal, const std::string& question) {
     if (RunLoop::current().isStopped())
         return {}; // nobody would hear the answer
-    return LineReader(terminal.get(), withoutControls(question)).read();
+    return LineReader(terminal.get(), withoutControlCharacters(question, '?', "\n")).read();
 }
 
 } // namespace kitwell::platform

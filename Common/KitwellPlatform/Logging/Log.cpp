@@ -44,7 +44,7 @@ std::string linePrefix() {
     return formatText("%@[%d]: ", program_invocation_short_name, static_cast<int>(::getpid()));
 }
 
-std::string withoutControlCharacters(std::string_view text) {
+std::string withControlsEscaped(std::string_view text) {
     std::string line;
     line.reserve(text.size());
     while (!text.empty()) {
@@ -69,7 +69,7 @@ void setLogSink(LogSink sink) {
 }
 
 void writeLogLine(std::string_view text) {
-    const std::string line = withoutControlCharacters(text);
+    const std::string line = withControlsEscaped(text);
     LogSink sink;
     {
         const std::lock_guard guard(holder().mutex);

@@ -63,14 +63,18 @@ PacketReader::Outcome PacketReader::receive(int socket, Packet& packet) {
     while ((count = ::recvmsg(socket, &header, MSG_DONTWAIT | MSG_CMSG_CLOEXEC)) < 0 &&
            (errno == EINTR || errno == ECONNRESET)) {
     }
-    if (count <= 0)
-        return count < 0 && errno == EAGAIN ? Outcome::Nothing : Outcome::End;
+    if (count < 0)
+        return errno == EAGAIN ? Outcome::Nothing : Outcome::End;
+    // Before anything is judged: even an empty packet, which looks like the end, may have brought some.
     forEachDescriptor(header, [&](FileDescriptor descriptor) {
         if (packet.descriptorCount++ == 0)
             packet.memory = std::move(descriptor);
     });
     if ((header.msg_flags & (MSG_TRUNC | MSG_CTRUNC)) != 0)
         return malformed("the packet or its list of descriptors was cut short");
+    if (count == 0)
+        return packet.descriptorCount == 0 ? Outcome::End
+                                           : malformed("descriptors came with an empty packet");
     packet.bytes = {buffer_.get(), static_cast<std::size_t>(count)};
     return Outcome::Message;
 }

@@ -23,8 +23,10 @@ bool PortNameServer::registerPort(const std::shared_ptr<Port>& port, std::string
             writeLogLine(published.error().description);
         return false;
     }
-    port->state_->receiving->publish(*std::move(published));
-    return true;
+    if (port->state_->receiving->publish(*std::move(published)))
+        return true;
+    writeLogLine("the run loop has no room for the port " + std::string(name));
+    return false;
 }
 
 bool PortNameServer::removePortForName(std::string_view name) {

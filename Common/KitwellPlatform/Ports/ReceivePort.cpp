@@ -43,20 +43,25 @@ std::shared_ptr<ReceivePort::ThreadPorts> ReceivePort::portsOfThisThread() {
     return ports;
 }
 
-void ReceivePort::publish(PublishedName name) {
-    listeners_.push_back(std::make_unique<Listener>(Listener{std::move(name), {}}));
-    if (loop_)
-        watch(*listeners_.back());
+bool ReceivePort::publish(PublishedName name) {
+    auto listener = std::make_unique<Listener>(Listener{std::move(name), {}});
+    if (loop_) {
+        watch(*listener);
+        if (!listener->source)
+            return false;
+    }
+    listeners_.push_back(std::move(listener));
+    return true;
 }
 
 void ReceivePort::addTo(RunLoop& loop) {
     if (loop_)
         removeFrom(*loop_);
     loop_ = &loop;
-    for (const auto& listener : listeners_)
-        watch(*listener);
+    watchListeners();
     for (const auto& connection : connections_)
         watch(connection);
+    std::erase_if(connections_, [](const auto& connection) { return !connection->source; });
 }
 
 void ReceivePort::removeFrom(RunLoop& loop) {
@@ -83,6 +88,13 @@ void ReceivePort::watch(Listener& listener) {
     const int descriptor = listener.name.listener();
     listener.source = loop_->watch(descriptor, RunLoop::Interest::Readable, RunLoopModes::Common,
                                    [this, descriptor](RunLoop::Events) { acceptFrom(descriptor); });
+}
+
+void ReceivePort::watchListeners() {
+    for (const auto& listener : listeners_)
+        watch(*listener);
+    if (std::ranges::any_of(listeners_, [](const auto& listener) { return !listener->source; }))
+        pause();
 }
 
 void ReceivePort::watch(const std::shared_ptr<Connection>& connection) {
@@ -145,12 +157,7 @@ void ReceivePort::pause() {
         return;
     for (const auto& listener : listeners_)
         listener->source.end();
-    retry_ = Timer::once(*loop_, kPauseWithoutResources, RunLoopModes::Common, [this] {
-        for (const auto& listener : listeners_)
-            watch(*listener);
-        if (std::ranges::any_of(listeners_, [](const auto& listener) { return !listener->source; }))
-            pause();
-    });
+    retry_ = Timer::once(*loop_, kPauseWithoutResources, RunLoopModes::Common, [this] { watchListeners(); });
 }
 
 void ReceivePort::deliverFrom(const std::shared_ptr<Connection>& connection, int limit) {

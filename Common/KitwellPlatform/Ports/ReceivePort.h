@@ -25,7 +25,8 @@ public:
     ReceivePort(const ReceivePort&) = delete;
     ReceivePort& operator=(const ReceivePort&) = delete;
 
-    void publish(PublishedName name);
+    // False when the system does not let the run loop hear of the name's clients: it is then free again.
+    bool publish(PublishedName name);
     void addTo(RunLoop& loop);
     void removeFrom(RunLoop& loop);
     void close();
@@ -49,6 +50,7 @@ private:
 
     static std::shared_ptr<ThreadPorts> portsOfThisThread();
     void watch(Listener& listener);
+    void watchListeners();
     void watch(const std::shared_ptr<Connection>& connection);
     bool acceptFrom(int listener);
     void acceptAllFrom(int listener);

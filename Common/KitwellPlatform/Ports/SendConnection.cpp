@@ -11,6 +11,7 @@
 
 #include "KitwellPlatform/Logging/Log.h"
 #include "KitwellPlatform/Ports/SealedMemory.h"
+#include "KitwellPlatform/RunLoop/EventWait.h"
 
 namespace kitwell::platform {
 
@@ -93,8 +94,8 @@ SendConnection::Outcome SendConnection::sendInline(const PortFrame& frame, std::
 SendConnection::Outcome SendConnection::sendShared(const PortFrame& frame, std::span<const Data> components,
                                                    Date deadline) {
     const std::size_t size = frame.contentBytes();
-    if (!waitForRoom(size, deadline))
-        return Outcome::TooLate;
+    if (const auto failure = waitForRoom(size, deadline))
+        return *failure;
     const auto memory = sealedMemoryOf(components);
     if (!memory)
         return refused(memory.error().description);
@@ -146,31 +147,32 @@ std::optional<SendConnection::Outcome> SendConnection::tryToSend(const msghdr& p
     return Outcome::Queued;
 }
 
-bool SendConnection::waitForRoom(std::size_t bytes, Date deadline) {
+// Nothing when there is room now.
+std::optional<SendConnection::Outcome> SendConnection::waitForRoom(std::size_t bytes, Date deadline) {
     if (allIsRead())
         unreadSharedBytes_ = 0;
     if (unreadSharedBytes_ == 0 || unreadSharedBytes_ + bytes <= kMaxUnreadSharedBytes)
-        return true;
-    if (!waitUntilAllIsRead(steadyTimeOf(deadline)))
-        return false;
-    unreadSharedBytes_ = 0;
-    return true;
+        return std::nullopt;
+    const auto failure = waitUntilAllIsRead(steadyTimeOf(deadline));
+    if (!failure)
+        unreadSharedBytes_ = 0;
+    return failure;
 }
 
 // The socket is writable all the while, since shared memory does not count against its queue. What it does
-// tell is each packet that is taken: as an edge.
-bool SendConnection::waitUntilAllIsRead(TimePoint deadline) {
+// tell is each packet that is taken: as an edge. Nothing when all of them were.
+std::optional<SendConnection::Outcome> SendConnection::waitUntilAllIsRead(TimePoint deadline) {
     const FileDescriptor epoll(::epoll_create1(EPOLL_CLOEXEC));
     epoll_event event{EPOLLOUT | EPOLLET, {}};
-    if (::epoll_ctl(epoll.get(), EPOLL_CTL_ADD, socket_.get(), &event) != 0)
-        return false;
+    if (!epoll || ::epoll_ctl(epoll.get(), EPOLL_CTL_ADD, socket_.get(), &event) != 0)
+        return refused(systemError("wait for its receiver", errno).description);
     while (!allIsRead()) {
         const timespec left = timeLeftUntil(deadline);
-        const int count = ::epoll_pwait2(epoll.get(), &event, 1, &left, nullptr);
-        if (count == 0 || (count < 0 && errno != EINTR))
-            return allIsRead();
+        const int count = waitForEvents(epoll.get(), {&event, 1}, &left);
+        if ((count == 0 || (count < 0 && errno != EINTR)) && !allIsRead())
+            return Outcome::TooLate;
     }
-    return true;
+    return std::nullopt;
 }
 
 bool SendConnection::allIsRead() const {

@@ -39,8 +39,8 @@ private:
     Outcome sendShared(const PortFrame& frame, std::span<const Data> components, Date deadline);
     Outcome sendPacket(const msghdr& packet, Date deadline);
     std::optional<Outcome> tryToSend(const msghdr& packet);
-    bool waitForRoom(std::size_t bytes, Date deadline);
-    bool waitUntilAllIsRead(TimePoint deadline);
+    std::optional<Outcome> waitForRoom(std::size_t bytes, Date deadline);
+    std::optional<Outcome> waitUntilAllIsRead(TimePoint deadline);
     bool allIsRead() const;
 
     FileDescriptor socket_;

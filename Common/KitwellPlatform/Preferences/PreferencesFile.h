@@ -24,8 +24,8 @@ public:
     // The domain's own lock, in a file beside it. The folder is made when it is missing.
     std::optional<LockedFile> lock() const;
     // Brings the content up to the file, which is parsed only when it is not the one seen last. A damaged
-    // file is set aside and reads as empty. False, with a log line and an empty content, when the file cannot
-    // be read.
+    // file is set aside and reads as empty. False, with a log line, when the file cannot be read: the content
+    // is then still the one that was read last, since the file may well be sound.
     bool refresh();
     // The same for the holder of the domain's lock.
     bool refreshLocked();

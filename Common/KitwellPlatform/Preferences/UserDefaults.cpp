@@ -219,13 +219,15 @@ void UserDefaults::removeObjectForKey(std::string_view key) {
 
 bool UserDefaults::synchronize() {
     State& state = *state_;
-    state.isRead = true;
+    state.isRead = true; // by each of the ways below
     if (state.changes.empty())
         return state.file.refresh();
     state.hasFailed = true; // until all is done
     const auto releasedAfterTheLock = state.file.seen();
     const auto lock = state.file.lock();
-    if (!lock || !state.file.refreshLocked())
+    // Without the lock nothing is written, but what others wrote is taken over all the same.
+    const bool isCurrent = lock ? state.file.refreshLocked() : state.file.refresh();
+    if (!lock || !isCurrent)
         return false;
     auto content = state.changedContent();
     if (content && !state.file.write(*std::move(content)))

@@ -6,6 +6,8 @@
 #include <sys/timerfd.h>
 #include <unistd.h>
 
+#include "KitwellPlatform/Logging/Log.h"
+
 namespace kitwell::platform {
 
 namespace {
@@ -26,7 +28,10 @@ timespec momentOf(Date date) {
 DateTimer::DateTimer(RunLoop& loop, RunLoopModes modes, std::function<void()> handler)
     : clock_(::timerfd_create(CLOCK_REALTIME, TFD_CLOEXEC | TFD_NONBLOCK)), handler_(std::move(handler)),
       source_(loop.watch(clock_.get(), RunLoop::Interest::Readable, modes,
-                         [this](RunLoop::Events) { arrived(); })) {}
+                         [this](RunLoop::Events) { arrived(); })) {
+    if (!source_)
+        writeLogLine("no descriptor is left to wait for dates with: they will not be noticed");
+}
 
 void DateTimer::waitFor(Date date) {
     itimerspec setting{};

@@ -15,8 +15,10 @@ namespace kitwell::platform {
 class PLATFORM_API DateTimer {
 public:
     // `handler` runs when the date has come and whenever the clock was set, so that the caller looks at the
-    // time anew.
+    // time anew. Where the system refuses a clock, one log line is written and nothing is ever told.
     DateTimer(RunLoop& loop, RunLoopModes modes, std::function<void()> handler);
+    DateTimer(const DateTimer&) = delete;
+    DateTimer& operator=(const DateTimer&) = delete;
 
     // Waits for this date from now on, once; a date that has passed is told in the loop's next turn.
     void waitFor(Date date);

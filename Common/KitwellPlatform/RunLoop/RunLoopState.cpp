@@ -9,6 +9,7 @@
 #include <sys/timerfd.h>
 
 #include "KitwellPlatform/Logging/Log.h"
+#include "KitwellPlatform/RunLoop/EventWait.h"
 
 namespace kitwell::platform {
 
@@ -107,8 +108,7 @@ int RunLoop::State::wait(RunLoopMode mode, TimePoint deadline, std::span<epoll_e
     timespec limit{};
     if (until != TimerQueue::kNever)
         limit = timespecOf(std::max(until - Clock::now(), Duration::zero()));
-    return ::epoll_pwait2(epoll_.get(), events.data(), static_cast<int>(events.size()),
-                          until == TimerQueue::kNever ? nullptr : &limit, nullptr);
+    return waitForEvents(epoll_.get(), events, until == TimerQueue::kNever ? nullptr : &limit);
 }
 
 bool RunLoop::State::dispatch(const epoll_event& event, RunLoopMode mode, std::uint64_t workOfThisTurn) {

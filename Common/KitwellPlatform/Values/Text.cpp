@@ -149,6 +149,18 @@ std::size_t leadingControlCharacter(std::string_view text) {
     return character && character->code >= 0x80 && character->code < 0xA0 ? character->size : 0;
 }
 
+std::string withoutControlCharacters(std::string_view text, char sign, std::string_view kept) {
+    std::string safe;
+    safe.reserve(text.size());
+    while (!text.empty()) {
+        const std::size_t size = leadingControlCharacter(text);
+        const bool isReplaced = size > 0 && kept.find(text.front()) == std::string_view::npos;
+        safe += isReplaced ? sign : text.front();
+        text.remove_prefix(std::max<std::size_t>(size, 1));
+    }
+    return safe;
+}
+
 bool isValidUtf8(std::string_view text) {
     while (!text.empty()) {
         const auto character = firstUtf8Character(text);

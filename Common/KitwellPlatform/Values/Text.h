@@ -30,6 +30,10 @@ PLATFORM_API std::size_t leadingControlCharacter(std::string_view text);
 // Without the blanks, tabs and line ends around it.
 PLATFORM_API std::string_view trimmed(std::string_view text);
 
+// The text with `sign` in the place of each control character that is none of the bytes of `kept`.
+PLATFORM_API std::string withoutControlCharacters(std::string_view text, char sign,
+                                                  std::string_view kept = {});
+
 // The bytes as text when they are valid UTF-8, else nothing.
 PLATFORM_API std::optional<std::string> textFromUtf8(std::string_view bytes);
 

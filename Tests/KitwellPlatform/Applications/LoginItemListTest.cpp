@@ -113,12 +113,17 @@ TEST_F(LoginItemListTest, EntriesOfOthersAreNoItemsAndAreNeverTouched) {
 
 TEST_F(LoginItemListTest, OneThatWasSwitchedOffIsNoItemAndGivesWayToANewOne) {
     const std::string url = bundle("A.app");
-    for (const char* key : {"Hidden=true", "X-GNOME-Autostart-enabled=false"})
-        place(std::string(key) + ".desktop",
-              "# by hand\n[Desktop Entry]\n" + std::string(key) + "\nX-LoginItem-URL = " + url + " \n");
+    const std::pair<std::string, std::string> off[] = {{"Hidden=true", url},
+                                                       {"X-GNOME-Autostart-enabled=false", url},
+                                                       {"Hidden=true\nName=copy", "/elsewhere/A.app/"},
+                                                       {"Hidden=true\nName=other", "/elsewhere/B.app"}};
+    for (const auto& [keys, location] : off)
+        place(keys.substr(keys.rfind('=') + 1) + ".desktop",
+              "# by hand\n[Desktop Entry]\n" + keys + "\nX-LoginItem-URL = " + location + " \n");
     ASSERT_EQ(codeOfAppending(url), 0);
     EXPECT_EQ(listed(), Texts{url});
-    EXPECT_EQ(FileManager::namesInFolder(folder), Texts{"login-item-1.desktop"});
+    EXPECT_EQ(FileManager::namesInFolder(folder), (Texts{"login-item-1.desktop", "other.desktop"}))
+        << "an older copy stayed, or another application went";
 }
 
 TEST_F(LoginItemListTest, ProcessesThatAppendAtOnceKeepEveryItemInItsOrder) {

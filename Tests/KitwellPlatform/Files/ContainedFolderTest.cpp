@@ -7,6 +7,7 @@
 #include "KitwellPlatform/Files/ExtendedAttributes.h"
 #include "KitwellPlatform/Files/FileManager.h"
 #include "Support/Harness.h"
+#include "Support/KilledAtSyscall.h"
 
 using namespace kitwell::platform;
 using namespace kitwell::test;
@@ -111,6 +112,18 @@ TEST_F(Contained, AFailureLeavesTheEarlierFileAndTheNewOneWhereTheyWere) {
         EXPECT_EQ(contentOf(newItem).size(), 200'000U);
         EXPECT_EQ(FileManager::namesInFolder(home.path("in")), Names{"place"});
     }
+}
+
+TEST_F(Contained, AKilledWriterNeverLeavesTheNameMissingEvenBesideAStaleBackup) {
+    std::filesystem::create_directory(home.path("in"));
+    const auto prepare = [&] {
+        for (const char* name : {"in/place", "in/place_1.bak", "new"})
+            writeFile(home.path(name), name);
+    };
+    killAtEachSyscall(
+        prepare, [&] { static_cast<void>(replace(home.path(), home.path("new"))); },
+        [&] { EXPECT_TRUE(FileManager::fileExists(home.path("in/place"))); });
+    EXPECT_EQ(FileManager::namesInFolder(home.path("in")), Names{"place"});
 }
 
 TEST_F(Contained, NothingOutsideIsReachedThroughNamesOrPlantedLinks) {

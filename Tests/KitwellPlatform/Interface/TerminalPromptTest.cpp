@@ -15,7 +15,7 @@ CHILD_BODY(asks) {
     ::setsid();
     const FileDescriptor terminal(arguments.size() > 1 ? ::open(arguments[1].c_str(), O_RDWR) : -1);
     std::size_t logLines = 0;
-    setLogSink([&](std::string_view) { ++logLines; });
+    setLogSink([&](std::string_view line) { logLines += 1 + line.size() / 1000; });
     if (arguments[0] == "panel") {
         OpenPanel panel;
         panel.setDirectoryUrl(FileUrl(::getenv("HOME")));
@@ -25,7 +25,7 @@ CHILD_BODY(asks) {
         return 0;
     }
     Alert alert;
-    alert.setMessageText("Esc\x1b[2J \xc2\x9bJ");
+    alert.setMessageText("Esc\x1b[2J \xc2\x9bJ" + std::string(10'000, 'x'));
     alert.addButtonWithTitle("Launch");
     alert.addButtonWithTitle("Quit");
     say(std::to_string(alert.runModal()));
@@ -66,7 +66,7 @@ TEST_F(TerminalPrompt, APanelTakesAPathThatCanBeChosen) {
     EXPECT_EQ(child.readLine(), home.path("data"));
 }
 
-TEST_F(TerminalPrompt, WithNeitherDisplayNorTerminalADialogIsCancelledWithOneLogLine) {
+TEST_F(TerminalPrompt, WithNeitherDisplayNorTerminalADialogIsCancelledWithOneShortLogLine) {
     auto child = ChildProcess::body("asks", {"alert"});
     EXPECT_EQ(child.readLine(), "0");
     EXPECT_EQ(child.readLine(), "1 log lines");

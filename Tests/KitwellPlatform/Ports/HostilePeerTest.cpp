@@ -55,6 +55,8 @@ std::vector<Packet> hostilePackets() {
     const Bytes shared = packet({kLarge}, 0, ContentPlace::SharedMemory);
     return {
         {"empty", {}},
+        {"empty, with a descriptor", {}, 1},
+        {"empty, with many descriptors", {}, 200},
         {"header cut short", cutTo(small, 15)},
         {"lengths cut short", cutTo(small, 18)},
         {"content too long", packet({4}, 5)},

@@ -138,24 +138,39 @@ CHILD_BODY(storeAsOrdinaryUser) {
     UserDefaults defaults(kSuite);
     defaults.setObjectForKey("new", "k");
     test::say(defaults.synchronize() ? "written" : "not written");
+    test::say(defaults.stringForKey("other").value_or("nothing"));
     test::hear();
     return defaults.synchronize() ? 0 : 1;
 }
 
-// An unreadable file may well be sound: to take it for an empty one would lose all it holds.
-TEST_F(UserDefaultsTest, AFileWithoutTheRightToReadIsNotOverwrittenAndTheChangesStayForALaterCall) {
+// An unreadable file may well be sound: to take it for an empty one would lose all it holds. One that can be
+// read is read, even where its lock cannot be had.
+TEST_F(UserDefaultsTest, WithoutTheRightToReadOrLockNothingIsOverwrittenAndTheChangesStayForALaterCall) {
+    for (const auto& [path, seen] : {std::pair{file(), "nothing"}, {file() + ".lock", "kept"}}) {
+        ASSERT_TRUE(store("k", "old") && store("other", "kept"));
+        for (const auto& entry : std::filesystem::recursive_directory_iterator(home.path()))
+            ASSERT_TRUE(::geteuid() != 0 || ::chown(entry.path().c_str(), 65534, 65534) == 0);
+        ASSERT_TRUE(::geteuid() != 0 || ::chown(home.path().c_str(), 65534, 65534) == 0);
+        ASSERT_EQ(::chmod(path.c_str(), 0), 0);
+        ChildProcess child = ChildProcess::body("storeAsOrdinaryUser");
+        EXPECT_EQ(child.readLine(), "not written") << path;
+        EXPECT_EQ(child.readLine(), seen) << path;
+        ASSERT_EQ(::chmod(path.c_str(), 0600), 0);
+        EXPECT_EQ(stored("k"), Value("old")) << path;
+        child.writeLine("again");
+        EXPECT_EQ(child.wait(), 0) << path;
+        EXPECT_EQ(stored("k"), Value("new")) << path;
+    }
+}
+
+TEST_F(UserDefaultsTest, WhatWasReadStaysWhenTheFileCannotBeReadAnyMore) {
     ASSERT_TRUE(store("k", "old"));
-    for (const auto& entry : std::filesystem::recursive_directory_iterator(home.path()))
-        ASSERT_TRUE(::geteuid() != 0 || ::chown(entry.path().c_str(), 65534, 65534) == 0);
-    ASSERT_TRUE(::geteuid() != 0 || ::chown(home.path().c_str(), 65534, 65534) == 0);
-    ASSERT_EQ(::chmod(file().c_str(), 0), 0);
-    ChildProcess child = ChildProcess::body("storeAsOrdinaryUser");
-    EXPECT_EQ(child.readLine(), "not written");
-    ASSERT_EQ(::chmod(file().c_str(), 0600), 0);
-    EXPECT_EQ(stored("k"), Value("old"));
-    child.writeLine("again");
-    EXPECT_EQ(child.wait(), 0);
-    EXPECT_EQ(stored("k"), Value("new"));
+    UserDefaults defaults(kSuite);
+    ASSERT_EQ(defaults.stringForKey("k"), "old");
+    std::filesystem::remove(file());
+    std::filesystem::create_directory(file());
+    EXPECT_FALSE(defaults.synchronize());
+    EXPECT_EQ(defaults.stringForKey("k"), "old");
 }
 
 } // namespace
