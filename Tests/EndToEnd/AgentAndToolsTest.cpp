@@ -105,6 +105,26 @@ TEST(AgentAndTools, ASecondAgentDoesNotTakeTheFirstOnesPlace) {
     EXPECT_TRUE(agent.waitForLine("Counter: status on"));
 }
 
+TEST(AgentAndTools, AnAgentWhoseOutputIsNotReadServesItsToolsAndEndsWhenTold) {
+    const Scene scene;
+    const std::string folder = scene.home.path("data");
+    platform::UserDefaults(kAppGroupIdentifier).setObjectForKey(folder, "ToolSpecialDir_0");
+    for (const bool isReadLater : {false, true}) {
+        ChildProcess agent = Scene::start("Kitwell");
+        for (int line = 0; line < 4000; ++line) // more than pipe and agent hold
+            agent.writeLine("help");
+        AgentScheduler::scheduleToolAtDate(platform::Date::now(), "com.corvalen.kitwell.DiskSpace",
+                                           "DiskSpace");
+        EXPECT_TRUE(waitUntil([&] { return std::filesystem::remove(folder + "/Disk space.txt"); }));
+        if (isReadLater) {
+            EXPECT_TRUE(agent.waitForLine(" lines were left out"));
+            EXPECT_TRUE(agentShows(agent, "DiskSpace", "status permanent"));
+        }
+        agent.signal(SIGTERM);
+        EXPECT_EQ(agent.wait(), 0);
+    }
+}
+
 // A tool that needs the agent at once: starts it, tells it its status, and goes.
 CHILD_BODY(toolThatLaunchesTheAgent) {
     ToolDataClientProvider client;
