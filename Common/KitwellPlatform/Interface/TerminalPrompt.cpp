@@ -1,13 +1,12 @@
 #include "KitwellPlatform/Interface/TerminalPrompt.h"
 
-#include <cerrno>
 #include <charconv>
 #include <fcntl.h>
 #include <filesystem>
-#include <termios.h>
 #include <unistd.h>
 
 #include "KitwellPlatform/Files/SearchPaths.h"
+#include "KitwellPlatform/Interface/TerminalForeground.h"
 #include "KitwellPlatform/Interface/TerminalLine.h"
 
 namespace kitwell::platform {
@@ -16,13 +15,6 @@ namespace {
 
 // A descriptor of its own, so that not waiting for input is a matter of this library alone.
 constexpr int kTerminalFlags = O_RDWR | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
-
-// Who reads from a terminal in its background is stopped by the system.
-bool isInForeground(const FileDescriptor& terminal) {
-    const pid_t foreground = ::tcgetpgrp(terminal.get());
-    return foreground == ::getpgrp() ||
-           (foreground < 0 && errno == ENOTTY); // not the controlling one: no jobs
-}
 
 // The number of the button that the line names, from 1.
 std::optional<std::size_t> buttonFrom(const std::string& line, std::size_t count) {
@@ -37,11 +29,11 @@ std::optional<std::size_t> buttonFrom(const std::string& line, std::size_t count
 FileDescriptor openTerminal() {
     FileDescriptor controlling(::open("/dev/tty", kTerminalFlags));
     if (controlling)
-        return isInForeground(controlling) ? std::move(controlling) : FileDescriptor();
+        return isInForeground(controlling.get()) ? std::move(controlling) : FileDescriptor();
     if (::isatty(STDIN_FILENO) == 0 || ::isatty(STDOUT_FILENO) == 0)
         return {};
     FileDescriptor terminal(::open("/proc/self/fd/0", kTerminalFlags));
-    return terminal && isInForeground(terminal) ? std::move(terminal) : FileDescriptor();
+    return terminal && isInForeground(terminal.get()) ? std::move(terminal) : FileDescriptor();
 }
 
 std::optional<std::size_t> TerminalPrompt::showAlert(const AlertContent& content) {
