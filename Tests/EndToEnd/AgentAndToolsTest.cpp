@@ -1,6 +1,8 @@
 // The built programs themselves, as separate processes: what a person would see the agent print.
 
 #include <fcntl.h>
+#include <spawn.h>
+#include <sys/wait.h>
 
 #include "EndToEnd/Scene.h"
 #include "Support/Keyboard.h"
@@ -149,6 +151,41 @@ CHILD_BODY(onATerminal) {
     ::setsid();
     const int terminal = ::open(arguments[1].c_str(), O_RDWR); // hung up while nobody has it open
     return terminal < 0 ? 126 : ::execl(arguments[0].c_str(), arguments[0].c_str(), nullptr);
+}
+
+// A shell on the terminal of the first argument, with the agent as a job in its background until it hears a
+// line.
+CHILD_BODY(shellWithTheAgentAsAJob) {
+    ::setsid();
+    const int terminal = ::open(arguments[0].c_str(), O_RDWR);
+    posix_spawnattr_t ownGroup;
+    ::posix_spawnattr_init(&ownGroup);
+    ::posix_spawnattr_setflags(&ownGroup, POSIX_SPAWN_SETPGROUP);
+    posix_spawn_file_actions_t actions;
+    ::posix_spawn_file_actions_init(&actions);
+    ::posix_spawn_file_actions_adddup2(&actions, terminal, STDIN_FILENO);
+    std::string program = arguments[1];
+    char* words[] = {program.data(), nullptr};
+    pid_t agent = -1;
+    int status = ::posix_spawn(&agent, words[0], &actions, &ownGroup, words, environ);
+    hear();
+    ::tcsetpgrp(terminal, agent);
+    return status == 0 && ::waitpid(agent, &status, 0) == agent ? status : 1;
+}
+
+TEST(AgentAndTools, AnAgentInTheBackgroundLeavesTheTerminalToTheShellAndListensLater) {
+    const Scene scene;
+    const Keyboard keyboard;
+    ChildProcess shell = ChildProcess::body(
+        "shellWithTheAgentAsAJob",
+        {keyboard.terminal(), std::string(APPLICATIONS_FOLDER) + "/Kitwell.app/Contents/Linux/Kitwell"});
+    ASSERT_TRUE(shell.waitForLine("Counter: status off"));
+    keyboard.type("quit\n");
+    AgentScheduler::scheduleToolAtDate(platform::Date{0}, "id", "Absent");
+    EXPECT_TRUE(shell.waitForLine("due: Absent")) << "it was stopped";
+    EXPECT_EQ(agents().size(), 1U) << "it took a line that was not its own";
+    shell.writeLine("the agent may come to the front");
+    EXPECT_EQ(shell.wait(), 0);
 }
 
 TEST(AgentAndTools, NotesAsksForTheAgentThatItNeedsAndGoesOnWithItAlone) {
