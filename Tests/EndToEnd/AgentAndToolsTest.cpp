@@ -168,6 +168,8 @@ CHILD_BODY(shellWithTheAgentAsAJob) {
     char* words[] = {program.data(), nullptr};
     pid_t agent = -1;
     int status = ::posix_spawn(&agent, words[0], &actions, &ownGroup, words, environ);
+    ::posix_spawn_file_actions_destroy(&actions);
+    ::posix_spawnattr_destroy(&ownGroup);
     hear();
     ::tcsetpgrp(terminal, agent);
     return status == 0 && ::waitpid(agent, &status, 0) == agent ? status : 1;
