@@ -2,6 +2,7 @@
 // gauge. The agent goes on to show both when the tool does not run. Every hour, and when its menu icon is
 // clicked, it adds a line to its report, in a folder that it asks the agent for.
 
+#include <cerrno>
 #include <chrono>
 #include <span>
 #include <string>
@@ -26,10 +27,15 @@ constexpr double kReportInterval = 3600; // seconds
 constexpr char kLastReportKey[] = "LastReport";
 constexpr std::size_t kMaxReportBytes = 1U << 20;
 
-// Adds the line at the end of the report; a report that has grown too long begins anew.
+// Adds the line at the end of the report; a report that has grown too long begins anew. One that cannot be
+// read is the person's all the same, and stays.
 bool addToReport(const std::string& folder, const std::string& line) {
     const std::string path = folder + "/Disk space.txt";
     const auto before = platform::readFile(path, kMaxReportBytes);
+    const bool beginsAnew =
+        !before && (platform::isNoSuchFile(before.error()) || before.error().code == EFBIG);
+    if (!before && !beginsAnew)
+        return false;
     const std::string whole = (before ? std::string(before->text()) : std::string()) + line + "\n";
     return static_cast<bool>(platform::replaceFile(path, std::as_bytes(std::span(whole))));
 }
@@ -38,15 +44,15 @@ std::string gigabytes(std::uint64_t bytes) {
     return platform::formatText("%.1f GB", static_cast<double>(bytes) / 1e9);
 }
 
-// Whether an hourly launch was asked for by an earlier run and nobody has cleared it: what the agent made of
-// it, and what the person changed, stays as it is.
-bool isScheduled() {
-    bool isArmed = false;
+// Whether an earlier run asked for an hourly launch. It is asked for once: what the agent made of it, and
+// what the person changed or cancelled, stays as it is.
+bool wasScheduled() {
+    bool wasAskedFor = false;
     const platform::Bundle& bundle = platform::Bundle::main();
     readSchedulerPlist(
         bundle.identifier(), bundle.bundleUrl().deletingPathExtension().lastPathComponent(),
-        [&](const platform::Dictionary& entry) { isArmed = entry.find(kScheduleInterval) != nullptr; });
-    return isArmed;
+        [&](const platform::Dictionary& entry) { wasAskedFor = entry.find(kScheduleInterval) != nullptr; });
+    return wasAskedFor;
 }
 
 // The agent does not say why it launched the tool: what counts is how old the last report is. It may come a
@@ -73,7 +79,7 @@ public:
                                             platform::RunLoopModes::Common, [this] { refresh(); });
         client_.setDateScheduleBlock([this] { report(); });
         client_.setClickMenuIconBlock([this] { report(); });
-        if (!isScheduled())
+        if (!wasScheduled())
             ToolScheduler::scheduleAtDate(platform::Date::now().adding(kReportInterval), kReportInterval);
         else if (isReportDue())
             platform::RunLoop::current().post([this] { report(); });
@@ -110,7 +116,7 @@ private:
         if (!folder)
             KWLogVariadic("no report: the agent granted no folder");
         else if (!addToReport(*folder, moment + "  " + client_.menuText().value_or("")))
-            KWLogVariadic("no report: %@ cannot be written to", *folder);
+            KWLogVariadic("no report: the one in %@ cannot be read or written", *folder);
         else
             rememberReport();
         isReporting_ = false;

@@ -1,25 +1,40 @@
 #include "CommandReader.h"
 
 #include <array>
+#include <chrono>
 #include <unistd.h>
 #include <utility>
+
+#include "KitwellPlatform/Interface/TerminalForeground.h"
 
 namespace kitwell::applications {
 
 namespace {
 
 constexpr std::size_t kMaxLine = 4096;
+constexpr std::chrono::seconds kPauseInBackground{1};
 
 } // namespace
 
 CommandReader::CommandReader(Handler handler) : handler_(std::move(handler)) {
-    // A file, or the empty device, cannot be waited for: there is nobody to type, and nothing is read.
-    source_ = platform::RunLoop::current().watch(STDIN_FILENO, platform::RunLoop::Interest::Readable,
-                                                 platform::RunLoopModes::Default,
-                                                 [this](platform::RunLoop::Events) { readSome(); });
+    listen();
 }
 
-void CommandReader::readSome() {
+void CommandReader::listen() {
+    // A file, or the empty device, cannot be waited for: there is nobody to type, and nothing is read.
+    source_ = platform::RunLoop::current().watch(
+        STDIN_FILENO, platform::RunLoop::Interest::Readable, platform::RunLoopModes::Default,
+        [this](platform::RunLoop::Events events) { readSome(events); });
+}
+
+// A read in the background would stop the whole process. Of a terminal that is gone the end can be read.
+void CommandReader::readSome(platform::RunLoop::Events events) {
+    if (!events.hangUp && !platform::isInForeground(STDIN_FILENO)) {
+        source_.end();
+        later_ = platform::Timer::once(platform::RunLoop::current(), kPauseInBackground,
+                                       platform::RunLoopModes::Default, [this] { listen(); });
+        return;
+    }
     std::array<char, kMaxLine> buffer;
     const ssize_t count = ::read(STDIN_FILENO, buffer.data(), buffer.size());
     if (count <= 0)

@@ -1,9 +1,10 @@
 #include "Display.h"
 
 #include <chrono>
-#include <iostream>
+#include <sstream>
 #include <sys/ioctl.h>
 #include <unistd.h>
+#include <utility>
 
 namespace kitwell::applications {
 
@@ -27,18 +28,22 @@ std::size_t terminalWidth() {
 
 } // namespace
 
-Display::Display(const ToolList& tools) : tools_(tools), isTerminal_(::isatty(STDOUT_FILENO) == 1) {
+Display::Display(const ToolList& tools)
+    : tools_(tools), isTerminal_(::isatty(STDOUT_FILENO) == 1), output_([this] {
+          if (isStale_)
+              show();
+      }) {
     changes_ = platform::NotificationCenter::defaultCenter().observe(
         kToolDataAgentProviderDidChangeNotification, nullptr,
         [this](const platform::Notification&) { showSoon(); });
     if (isTerminal_)
-        std::cout << kEnterScreen;
+        output_.write(kEnterScreen);
     showSoon();
 }
 
 Display::~Display() {
     if (isTerminal_)
-        std::cout << kLeaveScreen << std::flush;
+        output_.write(kLeaveScreen);
 }
 
 void Display::say(std::string_view answer) {
@@ -49,7 +54,7 @@ void Display::say(std::string_view answer) {
         return;
     }
     show();
-    std::cout << answer << std::endl;
+    output_.writeLine(answer);
 }
 
 void Display::showSoon() {
@@ -66,22 +71,33 @@ void Display::show() {
         showChangedLines();
 }
 
+// While an earlier state has not been read none is added: the reader then gets the one that holds by that
+// time.
+bool Display::mayShow() {
+    isStale_ = !output_.isIdle();
+    return !isStale_;
+}
+
 // The line with the prompt is drawn anew only after an answer: what a person is typing stays where it is.
 void Display::showTable() {
+    if (!mayShow())
+        return;
     std::vector<ToolRow> rows;
     for (const auto& tool : tools_.tools())
         rows.push_back(rowFor(*tool));
     const bool withPrompt = isAnswerNew_ || rows.size() != rowsShown_;
     isAnswerNew_ = false;
     rowsShown_ = rows.size();
-    std::cout << (withPrompt ? "" : kSaveCursor) << kHome;
+    std::ostringstream picture;
+    picture << (withPrompt ? "" : kSaveCursor) << kHome;
     for (const std::string& line : tableFor(rows, terminalWidth()))
-        std::cout << line << kClearRestOfLine;
-    std::cout << kClearRestOfLine << answer_ << kClearRestOfLine;
+        picture << line << kClearRestOfLine;
+    picture << kClearRestOfLine << answer_ << kClearRestOfLine;
     if (withPrompt)
-        std::cout << "> " << kClearBelow << std::flush;
+        picture << "> " << kClearBelow;
     else
-        std::cout << kRestoreCursor << std::flush;
+        picture << kRestoreCursor;
+    output_.write(picture.str());
 }
 
 void Display::showChangedLines() {
@@ -90,7 +106,9 @@ void Display::showChangedLines() {
         const auto known = shown_.find(tool.get());
         if (known != shown_.end() && known->second == row)
             continue;
-        std::cout << lineFor(row) << std::endl;
+        if (!mayShow())
+            return;
+        output_.writeLine(lineFor(row));
         shown_[tool.get()] = std::move(row);
     }
 }

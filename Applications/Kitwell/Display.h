@@ -6,13 +6,15 @@
 
 #include "KitwellPlatform/RunLoop/NotificationCenter.h"
 #include "KitwellPlatform/RunLoop/RunLoop.h"
+#include "QueuedOutput.h"
 #include "ToolList.h"
 #include "ToolRow.h"
 
 namespace kitwell::applications {
 
 // Shows the tools on standard output: a live table on a terminal, and one line for each change where it is
-// none. Changes that arrive together are shown together.
+// none. Changes that arrive together are shown together, and so are those that came while the output was not
+// read; the loop never waits for its reader.
 class Display {
 public:
     explicit Display(const ToolList& tools);
@@ -26,11 +28,14 @@ public:
 private:
     void showSoon();
     void show();
+    bool mayShow();
     void showTable();
     void showChangedLines();
 
     const ToolList& tools_;
     bool isTerminal_;
+    bool isStale_ = false; // something changed while the output was not read
+    QueuedOutput output_;
     std::string answer_;
     bool isAnswerNew_ = true;
     std::size_t rowsShown_ = 0;

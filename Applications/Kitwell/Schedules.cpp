@@ -1,6 +1,7 @@
 #include "Schedules.h"
 
 #include <algorithm>
+#include <cmath>
 #include <iterator>
 
 #include "KitwellPlatform/Applications/Workspace.h"
@@ -84,10 +85,11 @@ void Schedules::launchAtLogin() {
     }
 }
 
+// A date that is no number is neither before nor after any other: it would hide all that are due.
 void Schedules::read() {
     appointments_.clear();
     AgentScheduler::enumerateTools([this](const auto& bundleId, const auto& name, const auto& date) {
-        if (bundleId && name && date)
+        if (bundleId && name && date && std::isfinite(date->secondsSinceReference))
             appointments_.push_back({*date, *bundleId, *name});
     });
 }

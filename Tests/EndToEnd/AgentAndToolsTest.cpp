@@ -1,6 +1,8 @@
 // The built programs themselves, as separate processes: what a person would see the agent print.
 
 #include <fcntl.h>
+#include <spawn.h>
+#include <sys/wait.h>
 
 #include "EndToEnd/Scene.h"
 #include "Support/Keyboard.h"
@@ -105,6 +107,26 @@ TEST(AgentAndTools, ASecondAgentDoesNotTakeTheFirstOnesPlace) {
     EXPECT_TRUE(agent.waitForLine("Counter: status on"));
 }
 
+TEST(AgentAndTools, AnAgentWhoseOutputIsNotReadServesItsToolsAndEndsWhenTold) {
+    const Scene scene;
+    const std::string folder = scene.home.path("data");
+    platform::UserDefaults(kAppGroupIdentifier).setObjectForKey(folder, "ToolSpecialDir_0");
+    for (const bool isReadLater : {false, true}) {
+        ChildProcess agent = Scene::start("Kitwell");
+        for (int line = 0; line < 4000; ++line) // more than pipe and agent hold
+            agent.writeLine("help");
+        AgentScheduler::scheduleToolAtDate(platform::Date::now(), "com.corvalen.kitwell.DiskSpace",
+                                           "DiskSpace");
+        EXPECT_TRUE(waitUntil([&] { return std::filesystem::remove(folder + "/Disk space.txt"); }));
+        if (isReadLater) {
+            EXPECT_TRUE(agent.waitForLine(" lines were left out"));
+            EXPECT_TRUE(agentShows(agent, "DiskSpace", "status permanent"));
+        }
+        agent.signal(SIGTERM);
+        EXPECT_EQ(agent.wait(), 0);
+    }
+}
+
 // A tool that needs the agent at once: starts it, tells it its status, and goes.
 CHILD_BODY(toolThatLaunchesTheAgent) {
     ToolDataClientProvider client;
@@ -129,6 +151,43 @@ CHILD_BODY(onATerminal) {
     ::setsid();
     const int terminal = ::open(arguments[1].c_str(), O_RDWR); // hung up while nobody has it open
     return terminal < 0 ? 126 : ::execl(arguments[0].c_str(), arguments[0].c_str(), nullptr);
+}
+
+// A shell on the terminal of the first argument, with the agent as a job in its background until it hears a
+// line.
+CHILD_BODY(shellWithTheAgentAsAJob) {
+    ::setsid();
+    const int terminal = ::open(arguments[0].c_str(), O_RDWR);
+    posix_spawnattr_t ownGroup;
+    ::posix_spawnattr_init(&ownGroup);
+    ::posix_spawnattr_setflags(&ownGroup, POSIX_SPAWN_SETPGROUP);
+    posix_spawn_file_actions_t actions;
+    ::posix_spawn_file_actions_init(&actions);
+    ::posix_spawn_file_actions_adddup2(&actions, terminal, STDIN_FILENO);
+    std::string program = arguments[1];
+    char* words[] = {program.data(), nullptr};
+    pid_t agent = -1;
+    int status = ::posix_spawn(&agent, words[0], &actions, &ownGroup, words, environ);
+    ::posix_spawn_file_actions_destroy(&actions);
+    ::posix_spawnattr_destroy(&ownGroup);
+    hear();
+    ::tcsetpgrp(terminal, agent);
+    return status == 0 && ::waitpid(agent, &status, 0) == agent ? status : 1;
+}
+
+TEST(AgentAndTools, AnAgentInTheBackgroundLeavesTheTerminalToTheShellAndListensLater) {
+    const Scene scene;
+    const Keyboard keyboard;
+    ChildProcess shell = ChildProcess::body(
+        "shellWithTheAgentAsAJob",
+        {keyboard.terminal(), std::string(APPLICATIONS_FOLDER) + "/Kitwell.app/Contents/Linux/Kitwell"});
+    ASSERT_TRUE(shell.waitForLine("Counter: status off"));
+    keyboard.type("quit\n");
+    AgentScheduler::scheduleToolAtDate(platform::Date{0}, "id", "Absent");
+    EXPECT_TRUE(shell.waitForLine("due: Absent")) << "it was stopped";
+    EXPECT_EQ(agents().size(), 1U) << "it took a line that was not its own";
+    shell.writeLine("the agent may come to the front");
+    EXPECT_EQ(shell.wait(), 0);
 }
 
 TEST(AgentAndTools, NotesAsksForTheAgentThatItNeedsAndGoesOnWithItAlone) {

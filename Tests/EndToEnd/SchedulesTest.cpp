@@ -126,13 +126,13 @@ TEST(Schedules, BadEntriesDoNotStopTheAgentNorTheGoodOneBehindThem) {
     platform::UserDefaults(kAppGroupIdentifier)
         .setObjectForKey(
             platform::Array{
-                "text", 5, Dictionary{{"launchAtDate", true}}, entry("soon", 1), entry(Date{1e300}, 1),
-                entry(Date{-63113904000}, 1e-9), entry(Date{252423993599}, 0),
+                entry(Date{std::nan("")}, 1), "text", 5, Dictionary{{"launchAtDate", true}}, entry("soon", 1),
+                entry(Date{1e300}, 1), entry(Date{-63113904000}, 1e-9), entry(Date{252423993599}, 0),
                 Dictionary{{"bundleid", 7}, {"name", true}, {"launchAtDate", true}, {"date", Date{0}}}},
             kSchedulerKey);
     ChildProcess agent = Scene::start("Kitwell");
     EXPECT_TRUE(agent.waitForLine("Counter: status off"));
-    AgentScheduler::scheduleToolAtDate(Date::now(), kCounter, "Counter");
+    AgentScheduler::scheduleToolAtDate(Date::now().adding(0.2), kCounter, "Counter"); // to be waited for
     EXPECT_TRUE(agent.waitForLine("due: launched Counter"));
     EXPECT_TRUE(agent.waitForLine("Counter: status on"));
     quit(agent);

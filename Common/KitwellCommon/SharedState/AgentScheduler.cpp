@@ -1,7 +1,9 @@
 #include "KitwellCommon/SharedState/AgentScheduler.h"
 
+#include <cmath>
 #include <map>
 
+#include "KitwellCommon/Logging/KWLog.h"
 #include "KitwellCommon/SharedState/AppGroup.h"
 #include "KitwellCommon/SharedState/SchedulerStore.h"
 #include "KitwellPlatform/RunLoop/DistributedNotificationCenter.h"
@@ -71,6 +73,8 @@ bool AgentScheduler::shouldLaunchAtLoginByName(std::string_view name, std::strin
 }
 
 void AgentScheduler::scheduleToolAtDate(Date date, std::string_view bundleId, std::string_view name) {
+    if (!std::isfinite(date.secondsSinceReference))
+        return KWLogVariadic("A launch of %@ is not scheduled: its date is not finite", name);
     updateSchedulerPlist(bundleId, name, [date](Dictionary& entry) {
         entry.set(kScheduleAtDate, true);
         entry.set(kScheduleDate, date);

@@ -28,7 +28,8 @@ public:
     static void cancelScheduleByName(std::string_view name, std::string_view bundleId);
     // False for an unknown tool.
     static bool shouldLaunchAtLoginByName(std::string_view name, std::string_view bundleId);
-    // Arms a single launch, and posts the change notification.
+    // Arms a single launch, and posts the change notification. A date that is not finite is refused: one log
+    // line, and nothing changes.
     static void scheduleToolAtDate(platform::Date date, std::string_view bundleId, std::string_view name);
     // Moves the array that old installations kept in the agent's own preferences over whatever the shared
     // store holds. Does nothing when there is none.

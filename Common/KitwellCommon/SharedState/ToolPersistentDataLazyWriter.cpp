@@ -24,17 +24,14 @@ bool writeIcon(const std::optional<platform::Image>& icon, const std::string& pa
 ToolPersistentDataLazyWriter::ToolPersistentDataLazyWriter()
     : ToolPersistentDataReader(platform::Bundle::main().bundleUrl().lastPathComponent(),
                                platform::Bundle::main().identifier()),
-      isPermanent_(ToolPersistentDataReader::isPermanent()), menuText_(ToolPersistentDataReader::menuText()),
-      willTerminate_(platform::NotificationCenter::defaultCenter().observe(
-          platform::kApplicationWillTerminateNotification, nullptr,
-          [this](const platform::Notification&) { appWillExit(); })) {}
+      entry_(storedEntry()), willTerminate_(platform::NotificationCenter::defaultCenter().observe(
+                                 platform::kApplicationWillTerminateNotification, nullptr,
+                                 [this](const platform::Notification&) { appWillExit(); })) {}
 
 void ToolPersistentDataLazyWriter::appWillExit() {
-    const bool differs = ToolPersistentDataReader::isPermanent() != isPermanent_ ||
-                         ToolPersistentDataReader::menuText() != menuText_;
-    if (differs)
+    if (storedEntry() != entry_)
         storeEntry();
-    if (isPermanent_)
+    if (entry_.isPermanent)
         writeIcons();
     else
         removeIcons();
@@ -43,10 +40,10 @@ void ToolPersistentDataLazyWriter::appWillExit() {
 void ToolPersistentDataLazyWriter::storeEntry() const {
     accessAppGroupPlist([this](platform::UserDefaults& preferences) {
         auto tools = preferences.dictionaryForKey(kToolPersistentData).value_or(platform::Dictionary());
-        if (isPermanent_) {
+        if (entry_.isPermanent) {
             platform::Dictionary entry{{kToolPermanent, true}};
-            if (menuText_)
-                entry.set(kMenuText, *menuText_);
+            if (entry_.menuText)
+                entry.set(kMenuText, *entry_.menuText);
             tools.set(entryKey(), std::move(entry));
         } else {
             tools.remove(entryKey());

@@ -14,13 +14,13 @@ public:
     // absent.
     ToolPersistentDataLazyWriter();
 
-    bool isPermanent() const override { return isPermanent_; }
-    std::optional<std::string> menuText() const override { return menuText_; }
+    bool isPermanent() const override { return entry_.isPermanent; }
+    std::optional<std::string> menuText() const override { return entry_.menuText; }
     std::optional<platform::Image> toolIcon() const override { return toolIcon_; }
     std::optional<platform::Image> menuIcon() const override { return menuIcon_; }
 
-    void setIsPermanent(bool isPermanent) { isPermanent_ = isPermanent; }
-    void setMenuText(std::optional<std::string> text) { menuText_ = std::move(text); }
+    void setIsPermanent(bool isPermanent) { entry_.isPermanent = isPermanent; }
+    void setMenuText(std::optional<std::string> text) { entry_.menuText = std::move(text); }
     void setToolIcon(std::optional<platform::Image> icon) { toolIcon_ = std::move(icon); }
     void setMenuIcon(std::optional<platform::Image> icon) { menuIcon_ = std::move(icon); }
 
@@ -34,8 +34,7 @@ private:
     void writeIcons() const;
     void removeIcons() const;
 
-    bool isPermanent_ = false;
-    std::optional<std::string> menuText_;
+    Entry entry_;
     std::optional<platform::Image> toolIcon_;
     std::optional<platform::Image> menuIcon_;
     platform::NotificationCenter::Subscription willTerminate_;

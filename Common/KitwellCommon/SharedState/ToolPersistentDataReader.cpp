@@ -42,16 +42,20 @@ std::optional<platform::Dictionary> ToolPersistentDataReader::getToolDataDict() 
     return entry;
 }
 
+ToolPersistentDataReader::Entry ToolPersistentDataReader::storedEntry() const {
+    const platform::Dictionary entry = getToolDataDict().value_or(platform::Dictionary());
+    const platform::Value* permanent = entry.find(kToolPermanent);
+    const platform::Value* held = entry.find(kMenuText);
+    const std::string* text = held ? held->asText() : nullptr;
+    return {permanent && permanent->truth(), text ? std::optional(*text) : std::nullopt};
+}
+
 bool ToolPersistentDataReader::isPermanent() const {
-    const auto entry = getToolDataDict();
-    const platform::Value* permanent = entry ? entry->find(kToolPermanent) : nullptr;
-    return permanent && permanent->truth();
+    return storedEntry().isPermanent;
 }
 
 std::optional<std::string> ToolPersistentDataReader::menuText() const {
-    const auto entry = getToolDataDict();
-    const std::string* text = entry ? entry->findText(kMenuText) : nullptr;
-    return text ? std::optional(*text) : std::nullopt;
+    return storedEntry().menuText;
 }
 
 std::optional<platform::Image> ToolPersistentDataReader::toolIcon() const {

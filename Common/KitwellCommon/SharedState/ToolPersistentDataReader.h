@@ -50,6 +50,13 @@ public:
     std::string getMenuIconPath() const { return getIconPath("Menu"); }
 
 protected:
+    // What an entry says.
+    struct Entry {
+        bool isPermanent = false;
+        std::optional<std::string> menuText;
+        friend bool operator==(const Entry&, const Entry&) = default;
+    };
+    Entry storedEntry() const;
     // "<bundle identifier>_<bundle file name>"
     std::string entryKey() const;
 

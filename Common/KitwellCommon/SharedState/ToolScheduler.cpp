@@ -1,5 +1,8 @@
 #include "KitwellCommon/SharedState/ToolScheduler.h"
 
+#include <cmath>
+
+#include "KitwellCommon/Logging/KWLog.h"
 #include "KitwellCommon/SharedState/SchedulerStore.h"
 #include "KitwellPlatform/RunLoop/DistributedNotificationCenter.h"
 
@@ -19,6 +22,8 @@ void ToolScheduler::scheduleAtLogin(bool isWanted) {
 }
 
 void ToolScheduler::scheduleAtDate(platform::Date date, double repeat) {
+    if (!std::isfinite(date.secondsSinceReference))
+        return KWLogVariadic("A launch is not scheduled: its date is not finite");
     updateSchedulerForThisTool([&](platform::Dictionary& entry) {
         entry.set(kScheduleAtDate, true);
         entry.set(kScheduleDate, date);

@@ -14,7 +14,8 @@ public:
     // Takes effect at the next login.
     static void scheduleAtLogin(bool isWanted);
     // Replaces the date and the interval of an earlier call. `repeat` in seconds, 0 for a single launch. A
-    // tool that runs when the date comes is told (`dateScheduleBlock`) instead of launched.
+    // tool that runs when the date comes is told (`dateScheduleBlock`) instead of launched. A date that is
+    // not finite is refused: one log line, and nothing changes.
     static void scheduleAtDate(platform::Date date, double repeat);
     static void cancelDateSchedule();
 };

@@ -51,19 +51,31 @@ bool SandboxDialogDelegate::panelShouldEnableURL(const platform::OpenPanel&, con
 
 // ---- The tool's half.
 
+// A command that is carried out during the wait may ask again: there is one slot for the reply, and it
+// belongs to the call that waits.
 bool ToolDataClientProvider::requestSandboxAccessCommand(std::vector<Data> components) {
+    if (isAskingForAccess_)
+        return false;
+    isAskingForAccess_ = true;
+    const bool isAnswered = askForAccess({ToolMessageSandboxAccess, std::move(components)});
+    isAskingForAccess_ = false;
+    return isAnswered;
+}
+
+bool ToolDataClientProvider::askForAccess(const platform::PortMessage& request) {
     if (!launchAgentIfNeeded())
         return false;
     sandboxReplyDir_ = pendingReply();
     const std::shared_ptr<platform::Port> port = agentPort_;
-    const platform::PortMessage request{ToolMessageSandboxAccess, std::move(components)};
-    if (sendToolMessage(*port, request, Direction::ToAgent) == SendOutcome::DeadlinePassed)
+    if (sendToolMessage(*port, request, Direction::ToAgent) == SendOutcome::DeadlinePassed) {
+        sandboxReplyDir_ = nullptr;
         return false;
+    }
     // A send that failed counts as sent: the agent's death, which it means, ends the wait. So does an agent
     // that died and came back between two looks: the request died with it.
     platform::RunLoop& loop = platform::RunLoop::current();
     while (agentPort_ == port && sandboxReplyDir_ == pendingReply() && !loop.isStopped())
-        loop.runFor(kWaitingPass);
+        loop.runOnce(kWaitingPass); // ends early with whatever came: it may be the reply
     return isAgentConnected_ && sandboxReplyDir_ != pendingReply();
 }
 
@@ -97,6 +109,26 @@ std::optional<std::string> ToolDataClientProvider::getToolSpecialDirectory(std::
 }
 
 // ---- The agent's half.
+
+// Every request is answered, a malformed one too, so that no tool waits for nothing.
+void ToolDataServerProvider::answerSandboxAccess(ToolDataAgentProvider& tool,
+                                                 const platform::PortMessage& message) {
+    const std::string name = tool.name();
+    std::optional<Data> bookmark;
+    if (openRequests_.insert(name).second) {
+        bookmark = bookmarkForRequest(readSandboxRequest(message));
+        openRequests_.erase(name);
+    }
+    tool.sendCommand(ToolMessageSandboxAccess, bookmark);
+}
+
+std::optional<Data> ToolDataServerProvider::bookmarkForRequest(const SandboxRequest& request) {
+    if (const auto* folder = std::get_if<SandboxFolderRequest>(&request))
+        return bookmarkForSandboxAccessForPath(folder->path, folder->message, folder->options);
+    if (const auto* special = std::get_if<SandboxSpecialRequest>(&request))
+        return bookmarkForSandboxAccessForSpecialDir(special->code);
+    return std::nullopt;
+}
 
 std::optional<Data> ToolDataServerProvider::grantCovering(const std::string& path) const {
     const auto covers = [&](const Data& grant) {

@@ -33,21 +33,6 @@ void handleStatus(ToolDataAgentProvider& tool, const PortMessage& message) {
     }
 }
 
-std::optional<platform::Data> bookmarkFor(ToolDataServerProvider& service, const SandboxRequest& request) {
-    if (const auto* folder = std::get_if<SandboxFolderRequest>(&request))
-        return service.bookmarkForSandboxAccessForPath(folder->path, folder->message, folder->options);
-    if (const auto* special = std::get_if<SandboxSpecialRequest>(&request))
-        return service.bookmarkForSandboxAccessForSpecialDir(special->code);
-    return std::nullopt;
-}
-
-// Every request is answered, a malformed one too, so that no tool waits for nothing.
-void answerSandboxAccess(ToolDataServerProvider& service, ToolDataAgentProvider& tool,
-                         const PortMessage& message) {
-    const auto bookmark = bookmarkFor(service, readSandboxRequest(message));
-    tool.sendCommand(ToolMessageSandboxAccess, bookmark);
-}
-
 void handleMessageOfTool(ToolDataServerProvider& service, ToolDataAgentProvider& tool,
                          const PortMessage& message) {
     switch (message.msgid) {
@@ -62,7 +47,7 @@ void handleMessageOfTool(ToolDataServerProvider& service, ToolDataAgentProvider&
             tool.setMenuIcon(std::move(icon->image));
         return;
     case ToolMessageSandboxAccess:
-        return answerSandboxAccess(service, tool, message);
+        return service.answerSandboxAccess(tool, message);
     case ToolMessageMenuText:
         if (auto text = readMenuText(message))
             tool.setMenuText(std::move(text->text));

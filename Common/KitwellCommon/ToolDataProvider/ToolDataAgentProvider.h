@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -145,6 +146,10 @@ public:
 
     // ---- Access to folders (SandboxAccess.cpp).
 
+    // Answers a tool's request: with a bookmark, or with nothing when access was not obtained. While a
+    // request of this tool is being answered, which may take as long as the person likes, each further one is
+    // answered with nothing at once.
+    void answerSandboxAccess(ToolDataAgentProvider& tool, const platform::PortMessage& message);
     // A plain bookmark of the folder when the agent can write there, at once or through a stored grant; else
     // the user is asked with an open panel that proposes the folder, what is chosen is stored as a grant, and
     // the bookmark is of that. Nothing when the user declined. Waits for the person; tools' messages are
@@ -165,6 +170,7 @@ public:
     void saveSandboxAccess(const std::optional<platform::FileUrl>& url);
 
 private:
+    std::optional<platform::Data> bookmarkForRequest(const SandboxRequest& request);
     std::optional<platform::Data> askForFolder(const std::string& path, const std::string& message,
                                                std::uint64_t options);
 
@@ -172,6 +178,7 @@ private:
     Tools permanentTools_;
     std::shared_ptr<platform::Port> servicePort_;
     std::vector<platform::Data> sandboxBookmarks_;
+    std::set<std::string> openRequests_; // the names of the tools whose request is being answered
 };
 
 } // namespace kitwell

@@ -89,6 +89,8 @@ public:
     // The wait ends with the agent (also when another one came at once), or with this application. False when
     // the agent cannot be launched or does not take the request within 5 s, and when the wait ended without a
     // reply; otherwise `sandboxReplyDir` holds the granted path, or nothing when access was not granted.
+    // False at once, with nothing sent, while another call waits: commands are carried out during the wait,
+    // and what they run may come back here.
     bool requestSandboxAccessCommand(std::vector<platform::Data> components);
     // The path of the last reply; nothing when that reply granted none. Empty while a request waits.
     std::optional<std::string> sandboxReplyDir() const;
@@ -128,6 +130,7 @@ private:
 
     std::shared_ptr<platform::Port> publishPort();
     void send(const platform::PortMessage& message);
+    bool askForAccess(const platform::PortMessage& request);
     void handleToolIconNeeded(const platform::PortMessage& message);
     void handleMenuIconNeeded(const platform::PortMessage& message);
     void turnOff();
@@ -142,6 +145,7 @@ private:
     bool toolIconNeeded_ = false;
     bool menuIconNeeded_ = false;
     SharedText sandboxReplyDir_; // null for none
+    bool isAskingForAccess_ = false;
 
     ToolStatus toolStatus_ = ToolStatusOff;
     std::optional<platform::Image> toolIcon_;

@@ -36,6 +36,9 @@ SendingRule ruleToAgent(std::uint32_t msgid) {
     }
 }
 
+// A person reads it, or it names a folder.
+constexpr std::size_t kMostBytesOfRequestedText = 4096;
+
 std::uint64_t pathHash(std::string_view path) {
     std::uint64_t hash = 0xcbf29ce484222325;
     for (const char character : path)
@@ -53,6 +56,11 @@ std::optional<std::uint64_t> readInteger(const Data& component) {
         return std::nullopt;
     std::memcpy(&value, component.data(), sizeof value);
     return value;
+}
+
+std::optional<std::string> readRequestedText(const Data& component) {
+    return component.size() <= kMostBytesOfRequestedText ? platform::textFromUtf8(component.text())
+                                                         : std::nullopt;
 }
 
 std::optional<bool> readFlag(const Data& component) {
@@ -164,8 +172,8 @@ SandboxRequest readSandboxRequest(const PortMessage& message) {
     }
     if (components.size() != 4)
         return {};
-    auto path = platform::textFromUtf8(components[1].text());
-    auto text = platform::textFromUtf8(components[2].text());
+    auto path = readRequestedText(components[1]);
+    auto text = readRequestedText(components[2]);
     const auto options = readInteger(components[3]);
     if (!path || !path->starts_with('/') || !text || !options)
         return {};

@@ -101,7 +101,7 @@ struct SandboxSpecialRequest {
     std::uint64_t code = 0;
 };
 // The first alternative for what is malformed: another number of components, numbers that are too short,
-// texts that are not UTF-8, a path that is not absolute.
+// texts that are not UTF-8 or longer than 4 KiB, a path that is not absolute.
 using SandboxRequest = std::variant<std::monostate, SandboxFolderRequest, SandboxSpecialRequest>;
 KITWELL_API SandboxRequest readSandboxRequest(const platform::PortMessage& message);
 

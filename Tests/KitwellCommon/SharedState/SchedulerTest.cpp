@@ -99,14 +99,18 @@ TEST_F(Scheduler, EachCallWritesItsKeysAndTypesAndTellsOrDoesNot) {
         Dictionary after;
         bool tells;
     };
-    const std::vector<std::string> eachMinute{"date", "100", "60"}, once{"date", "200", "0"};
+    const std::vector<std::string> eachMinute{"date", "100", "60"}, once{"date", "200", "0"},
+        never{"date", "nan", "0"};
     const Case cases[] = {
         {[&] { call({"login"}); }, own, false},
         {[&] { call(eachMinute); }, dated(true, 100, 60.0), true},
+        {[&] { call(never); }, dated(true, 100, 60.0), false},
         {[&] { call(once); }, dated(true, 200, 0.0), true},
         {[&] { call({"cancel"}); }, dated(false, 200, 0.0), true},
         {[] { AgentScheduler::scheduleToolAtDate(Date{300}, "id", "Sample.tool"); }, dated(true, 300, 0),
          true},
+        {[] { AgentScheduler::scheduleToolAtDate(Date{std::nan("")}, "id", "Sample.tool"); },
+         dated(true, 300, 0), false},
         {[] { AgentScheduler::cancelScheduleByName("Sample.tool", "id"); }, with(own, "interval", 0), false}};
     int told = 0;
     AgentScheduler::addUpdateObserver(&told, [&] { told += 100; });

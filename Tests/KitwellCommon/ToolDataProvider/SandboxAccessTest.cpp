@@ -76,6 +76,11 @@ TEST_F(SandboxAccess, ARequestIsAnsweredInEveryShapeItCanHave) {
         {"another special folder", {id, Data(std::string(8, '\1'))}, std::nullopt, 0},
         {"three components", {id, Data(home.path()), Data("m")}, std::nullopt, 0},
         {"path not UTF-8", {id, Data("/\xff"), Data("m"), options}, std::nullopt, 0},
+        {"path too long", {id, Data("/" + std::string(4096, 'p')), Data("m"), options}, std::nullopt, 0},
+        {"text too long",
+         {id, Data(outOfReach(home)), Data(std::string(4097, 'm')), options},
+         std::nullopt,
+         0},
         {"relative path", {id, Data("tmp"), Data("m"), options}, std::nullopt, 0},
         {"options too short", {id, Data(home.path()), Data("m"), Data("1234567")}, std::nullopt, 0},
         {"code too short", {id, Data("1234567")}, std::nullopt, 0},
@@ -93,6 +98,30 @@ TEST_F(SandboxAccess, ARequestIsAnsweredInEveryShapeItCanHave) {
         EXPECT_EQ(placeOf(reply.empty() ? std::nullopt : std::optional(reply[0])), one.answer);
         EXPECT_EQ(dialogs.panels.size(), one.panels);
     }
+    service().removeTool(tool.get());
+}
+
+TEST_F(SandboxAccess, AToolHasOneRequestOpenAndTheRestIsAnsweredWithNothingAtOnce) {
+    const auto tool = ToolDataAgentProvider::create();
+    tool->setupWithToolURL(FileUrl(toolPath), "id");
+    RecordingPort port(toolPortName(toolPath));
+    ASSERT_TRUE(tool->ensureToolPortOpen());
+    port.waitFor(2);
+    const platform::PortMessage request{ToolMessageSandboxAccess,
+                                        sandboxFolderRequest(Data(toolPath), outOfReach(home), "m", 0)};
+    dialogs.answerPanel = [&](const auto&) {
+        service().handlePortMessage(request);
+        return FileUrl(home.path());
+    };
+    for (std::size_t panels = 1; panels <= 2; ++panels) {
+        port.received.clear();
+        service().handlePortMessage(request);
+        EXPECT_EQ(dialogs.panels.size(), panels);
+        port.waitFor(2);
+    }
+    ASSERT_EQ(port.received.size(), 2U);
+    EXPECT_TRUE(port.received[0].components.empty());
+    EXPECT_EQ(placeOf(port.received[1].components[0]), home.path());
     service().removeTool(tool.get());
 }
 
@@ -191,8 +220,16 @@ TEST_F(SandboxAccess, TheWaitEndsWithTheAgentOrTheLoopAndAnEmptyReplyIsAReply) {
     auto agent = std::make_unique<RecordingPort>(kAgentPortName);
     ToolDataClientProvider client;
     platform::RunLoop& loop = platform::RunLoop::current();
-    loop.post([&] { client.setSandboxReplyDir(""); });
-    EXPECT_TRUE(client.requestSandboxAccessCommand({})) << "an empty reply was taken for the marker";
+    const auto start = std::chrono::steady_clock::now();
+    for (int request = 0; request < 10; ++request) {
+        loop.post([&] {
+            EXPECT_FALSE(client.requestSandboxAccessCommand({})) << "inside the wait of another";
+            client.setSandboxReplyDir("");
+        });
+        EXPECT_TRUE(client.requestSandboxAccessCommand({})) << "an empty reply was taken for the marker";
+    }
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(900))
+        << "a reply that has arrived is waited for";
     loop.post([&] { // the agent comes back at once
         agent.reset();
         agent = std::make_unique<RecordingPort>(kAgentPortName);

@@ -225,5 +225,7 @@ TEST_F(ClientAlone, AnAgentThatDoesNotReadHoldsAToolUpForHalfASecondAtMost) {
     }
     EXPECT_GT(longest.count(), 0.4) << "a full queue is not waited for";
     EXPECT_LT(longest.count(), 5) << "the deadline of another message is used";
+    EXPECT_FALSE(client.requestSandboxAccessCommand({}));
+    EXPECT_EQ(client.sandboxReplyDir(), std::nullopt) << "it is no longer waited for";
     EXPECT_TRUE(client.isAgentConnected());
 }
