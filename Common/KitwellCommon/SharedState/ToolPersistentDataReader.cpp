@@ -45,8 +45,7 @@ std::optional<platform::Dictionary> ToolPersistentDataReader::getToolDataDict() 
 ToolPersistentDataReader::Entry ToolPersistentDataReader::storedEntry() const {
     const platform::Dictionary entry = getToolDataDict().value_or(platform::Dictionary());
     const platform::Value* permanent = entry.find(kToolPermanent);
-    const platform::Value* held = entry.find(kMenuText);
-    const std::string* text = held ? held->asText() : nullptr;
+    const std::string* text = entry.findText(kMenuText);
     return {permanent && permanent->truth(), text ? std::optional(*text) : std::nullopt};
 }
 
