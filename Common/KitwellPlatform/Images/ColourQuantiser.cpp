@@ -217,9 +217,10 @@ void paintByBins(std::span<const std::byte> pixels, IndexedPicture& indexed) {
     for (std::size_t bin = 0, point = 0; bin < kBins; ++bin)
         if (bins[bin].count > 0)
             placeOfBin[bin] = places[point++];
+    const std::uint8_t* const placeOf = placeOfBin.data();
     const std::byte* pixel = pixels.data();
-    std::generate_n(indexed.pixels.data(), indexed.pixels.size(), [&placeOfBin, &pixel] {
-        const std::uint8_t place = isOpaque(pixel) ? placeOfBin[binOf(pixel)] : std::uint8_t{0};
+    std::generate_n(indexed.pixels.data(), indexed.pixels.size(), [placeOf, &pixel] {
+        const std::uint8_t place = isOpaque(pixel) ? placeOf[binOf(pixel)] : std::uint8_t{0};
         pixel += 4;
         return place;
     });
