@@ -16,10 +16,13 @@ constexpr std::size_t kMaxColours = 256;
 constexpr unsigned kOpaqueFrom = 128;
 constexpr int kRounds = 2;
 
-// Colours that share these many leading bits in each part count as one while the palette is chosen for a
-// picture that has more colours than would fit into 256 of such bins.
+// Colours that share these many leading bits in each part count as one while the palette is chosen.
 constexpr unsigned kBinBits = 6;
 constexpr std::size_t kBins = std::size_t{1} << (3 * kBinBits);
+
+// Fewer bins than that would give a palette too little choice: then the colours are told apart, as long as
+// they are no more than 256 bins can hold.
+constexpr std::size_t kManyBins = 4 * kMaxColours;
 constexpr std::size_t kMaxExactColours = kMaxColours << (3 * (8 - kBinBits));
 
 constexpr unsigned kDropped = 8 - kBinBits;
@@ -65,13 +68,13 @@ bool forEachRun(std::span<const std::byte> pixels, const Take& take) {
 // The colours of a picture as they are, in the order of their coming, and how many pixels have them.
 class ExactColours {
 public:
-    std::size_t size() const { return size_; }
+    explicit ExactColours(std::size_t room) : room_(room) {}
 
-    // Counts that many pixels of one colour and answers its place, or none when there are too many colours.
+    // Counts that many pixels of one colour and answers its place, or none when there is no room.
     std::optional<std::size_t> count(const std::byte* pixel, std::size_t count) {
         Slot& slot = slots_[slotOf(pixel)];
         if (slot.count == 0) {
-            if (size_ == kMaxExactColours)
+            if (size_ == room_)
                 return std::nullopt;
             slot = {keyOf(pixel), 0, static_cast<std::uint16_t>(size_++)};
         }
@@ -94,7 +97,8 @@ public:
 
 private:
     static constexpr unsigned kSlotBits = 15;
-    static_assert(kMaxExactColours <= 1U << (kSlotBits - 1));
+    static constexpr std::size_t kSlots = std::size_t{1} << kSlotBits;
+    static_assert(kMaxExactColours <= kSlots / 2);
     struct Slot {
         std::uint32_t key = 0;
         std::uint32_t count = 0; // 0 while it is free
@@ -108,11 +112,12 @@ private:
         const std::uint32_t key = keyOf(pixel);
         std::size_t slot = key * 0x9e3779b1U >> (32 - kSlotBits);
         while (slots_[slot].count > 0 && slots_[slot].key != key)
-            slot = (slot + 1) % slots_.size();
+            slot = (slot + 1) % kSlots;
         return slot;
     }
 
-    std::vector<Slot> slots_ = std::vector<Slot>(std::size_t{1} << kSlotBits);
+    std::size_t room_;
+    std::vector<Slot> slots_ = std::vector<Slot>(kSlots);
     std::size_t size_ = 0;
 };
 
@@ -180,39 +185,45 @@ bool hasHoles(std::span<const std::byte> pixels) {
     return !forEachRun(pixels, [](const std::byte* pixel, std::size_t) { return isOpaque(pixel); });
 }
 
-template <class PlaceOf>
-bool paintRuns(std::span<const std::byte> pixels, IndexedPicture& indexed, const PlaceOf& placeOf) {
+// False when the palette has no room for all colours.
+bool paintWithOwn(std::span<const std::byte> pixels, IndexedPicture& indexed) {
+    const std::size_t first = indexed.palette.size();
+    ExactColours exact(kMaxColours - first);
+    std::uint8_t* target = indexed.pixels.data();
+    const bool areFew = forEachRun(pixels, [&](const std::byte* pixel, std::size_t count) {
+        const auto place = isOpaque(pixel) ? exact.count(pixel, count) : std::nullopt;
+        if (!place && isOpaque(pixel))
+            return false;
+        target = std::fill_n(target, count, static_cast<std::uint8_t>(place ? first + *place : 0));
+        return true;
+    });
+    if (areFew)
+        addColours(exact.points(), indexed.palette);
+    return areFew;
+}
+
+// False when there are too many colours to tell them apart.
+bool paintEachColour(std::span<const std::byte> pixels, IndexedPicture& indexed) {
+    ExactColours exact(kMaxExactColours);
+    const auto take = [&exact](const std::byte* pixel, std::size_t count) {
+        return !isOpaque(pixel) || exact.count(pixel, count);
+    };
+    if (!forEachRun(pixels, take))
+        return false;
+    const std::vector<std::uint8_t> places = chooseColours(exact.points(), indexed.palette);
     std::uint8_t* target = indexed.pixels.data();
     return forEachRun(pixels, [&](const std::byte* pixel, std::size_t count) {
-        const std::optional<std::size_t> place = isOpaque(pixel) ? placeOf(pixel, count) : 0;
-        target = std::fill_n(target, count, static_cast<std::uint8_t>(place.value_or(0)));
-        return place.has_value();
-    });
-}
-
-// False when the picture has too many colours for that.
-bool paintExactly(std::span<const std::byte> pixels, IndexedPicture& indexed) {
-    const std::size_t first = indexed.palette.size();
-    ExactColours exact;
-    const bool isPainted = paintRuns(pixels, indexed, [&](const std::byte* pixel, std::size_t count) {
-        const auto place = exact.count(pixel, count);
-        return place ? std::optional(first + *place) : std::nullopt;
-    });
-    if (!isPainted)
-        return false;
-    if (exact.size() <= kMaxColours - first) {
-        addColours(exact.points(), indexed.palette);
+        target = std::fill_n(target, count, isOpaque(pixel) ? places[exact.placeOf(pixel)] : std::uint8_t{0});
         return true;
-    }
-    const std::vector<std::uint8_t> places = chooseColours(exact.points(), indexed.palette);
-    return paintRuns(pixels, indexed, [&](const std::byte* pixel, std::size_t) {
-        return std::optional<std::size_t>(places[exact.placeOf(pixel)]);
     });
 }
 
-void paintByBins(std::span<const std::byte> pixels, IndexedPicture& indexed) {
+void chooseAndPaint(std::span<const std::byte> pixels, IndexedPicture& indexed) {
     const std::vector<Bin> bins = countColours(pixels);
-    const std::vector<std::uint8_t> places = chooseColours(pointsOf(bins), indexed.palette);
+    const std::vector<ColourPoint> points = pointsOf(bins);
+    if (points.size() < kManyBins && paintEachColour(pixels, indexed))
+        return;
+    const std::vector<std::uint8_t> places = chooseColours(points, indexed.palette);
     std::vector<std::uint8_t> placeOfBin(kBins);
     for (std::size_t bin = 0, point = 0; bin < kBins; ++bin)
         if (bins[bin].count > 0)
@@ -236,8 +247,8 @@ IndexedPicture quantise(const ImageRepresentation& picture) {
         indexed.transparent = 0;
         indexed.palette.emplace_back();
     }
-    if (!paintExactly(pixels, indexed))
-        paintByBins(pixels, indexed);
+    if (!paintWithOwn(pixels, indexed))
+        chooseAndPaint(pixels, indexed);
     return indexed;
 }
 
