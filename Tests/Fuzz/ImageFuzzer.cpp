@@ -41,6 +41,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
         requireSame(bitmapData(first, type), {first},
                     type != BitmapFileType::GIF && type != BitmapFileType::JPEG);
     PdfContext document;
-    require(document.addPage({0, 0, 9, 9}, first, {0, 0, 9, 9}) && document.close());
+    require(document.addPage({0, 0, 9, 9}, first, {0, 0, 9, 9}));
+    const auto file = document.close();
+    require(file && file->text().starts_with("%PDF-") && file->text().ends_with("%%EOF\n"));
     return 0;
 }

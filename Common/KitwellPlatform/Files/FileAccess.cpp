@@ -1,6 +1,7 @@
 #include "KitwellPlatform/Files/FileAccess.h"
 
 #include <cerrno>
+#include <cstdio>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -81,6 +82,19 @@ Result<void> waitForLock(int descriptor, int operation, std::string_view path) {
             return systemError("lock " + std::string(path), errno);
     }
     return {};
+}
+
+bool renameToFree(int base, const std::string& from, const std::string& to) {
+    if (::renameat2(base, from.c_str(), base, to.c_str(), RENAME_NOREPLACE) == 0)
+        return true;
+    if (errno != EINVAL)
+        return false;
+    // Some file systems cannot promise that, and then a look beforehand must do.
+    struct stat status {};
+    if (::fstatat(base, to.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0)
+        return ::renameat(base, from.c_str(), base, to.c_str()) == 0;
+    errno = EEXIST;
+    return false;
 }
 
 } // namespace kitwell::platform

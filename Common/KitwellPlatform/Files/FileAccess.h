@@ -33,4 +33,8 @@ Result<Data> readRegularFile(int descriptor, std::size_t limit, const std::strin
 // error's text.
 Result<void> waitForLock(int descriptor, int operation, std::string_view path);
 
+// Gives a file that name when it is free: else false and EEXIST, as with any other error of renameat2(2) in
+// errno. Both paths lead from the open folder `base`.
+bool renameToFree(int base, const std::string& from, const std::string& to);
+
 } // namespace kitwell::platform

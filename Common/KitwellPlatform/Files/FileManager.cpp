@@ -119,12 +119,9 @@ Result<void> FileManager::setGroupAndMode(const std::string& path, std::uint32_t
 }
 
 Result<void> FileManager::moveFile(const std::string& from, const std::string& to) {
-    if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0)
-        return {};
-    if (errno != EINVAL)
+    if (!renameToFree(AT_FDCWD, from, to))
         return systemError("move " + from + " to " + to, errno);
-    // Some file systems cannot promise that, and then a look beforehand must do.
-    return attributes(to) ? systemError("move " + from + " to " + to, EEXIST) : renameFile(from, to);
+    return {};
 }
 
 Result<void> FileManager::removeFile(const std::string& path) {

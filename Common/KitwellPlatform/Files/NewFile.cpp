@@ -29,6 +29,10 @@ bool lacksUnnamedFiles(const Error& error) {
     return error.code == EOPNOTSUPP || error.code == EISDIR;
 }
 
+bool lacksSecondNames(int code) {
+    return code == EPERM || code == EOPNOTSUPP || code == ENOSYS;
+}
+
 } // namespace
 
 std::string temporaryPathIn(const std::string& folder) {
@@ -68,10 +72,18 @@ NewFile::~NewFile() {
 }
 
 Result<void> NewFile::appearAs(const std::string& path) {
-    const bool done = temporaryPath_.empty()
-                          ? linkOpenFile(descriptor(), base_, path)
-                          : ::linkat(base_, temporaryPath_.c_str(), base_, path.c_str(), 0) == 0;
+    const bool done = temporaryPath_.empty() ? linkOpenFile(descriptor(), base_, path) : linkOrRename(path);
     return done ? Result<void>() : systemError("create " + path, errno);
+}
+
+// Some file systems give no file a second name; there the first one goes.
+bool NewFile::linkOrRename(const std::string& path) {
+    if (::linkat(base_, temporaryPath_.c_str(), base_, path.c_str(), 0) == 0)
+        return true;
+    if (!lacksSecondNames(errno) || !renameToFree(base_, temporaryPath_, path))
+        return false;
+    temporaryPath_.clear();
+    return true;
 }
 
 Result<void> NewFile::replace(const std::string& path) {

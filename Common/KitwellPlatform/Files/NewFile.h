@@ -45,6 +45,8 @@ private:
         : base_(base), descriptor_(std::move(descriptor)), folder_(std::move(folder)),
           temporaryPath_(std::move(temporaryPath)) {}
 
+    bool linkOrRename(const std::string& path);
+
     int base_;
     FileDescriptor descriptor_;
     std::string folder_;

@@ -7,8 +7,9 @@
 
 namespace kitwell::platform {
 
-// A BMP with 1, 4 or 8 bits of a palette, or 16, 24 or 32 bits of colours with or without masks, from the
-// bottom or from the top. Nothing when it is damaged, compressed or beyond kMaxImagePixels.
+// A BMP with 1, 4 or 8 bits of a palette, plain or in runs, or 16, 24 or 32 bits of colours with or without
+// masks, from the bottom or from the top. Nothing when it is damaged, holds a JPEG or PNG or is beyond
+// kMaxImagePixels.
 std::optional<ImageRepresentation> readBmp(const Data& data);
 
 // 24 bits a pixel, or 32 with alpha when a pixel needs it.

@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "KitwellPlatform/Images/BmpRuns.h"
+#include "KitwellPlatform/Images/ByteOrder.h"
 #include "KitwellPlatform/Images/PixelBuffer.h"
 
 namespace kitwell::platform {
@@ -26,21 +27,9 @@ constexpr std::uint32_t kRunsOf4Bits = 2;
 constexpr std::uint32_t kMasks = 3;
 constexpr std::uint32_t kMasksWithAlpha = 6;
 
-// Little-endian numbers at places in the file; 0 beyond its end.
-class Fields {
-public:
-    explicit Fields(std::span<const std::byte> bytes) : bytes_(bytes) {}
-
-    std::uint32_t number(std::size_t at, unsigned size) const {
-        std::uint32_t value = 0;
-        for (unsigned i = 0; i < size && at + i < bytes_.size(); ++i)
-            value |= std::to_integer<std::uint32_t>(bytes_[at + i]) << (8 * i);
-        return value;
-    }
-
-private:
-    std::span<const std::byte> bytes_;
-};
+std::uint32_t number(std::span<const std::byte> file, std::size_t at, std::size_t size) {
+    return static_cast<std::uint32_t>(numberAt(file, at, size, std::endian::little));
+}
 
 // Takes one colour out of a pixel's bits and spreads it over 0 to 255.
 struct Channel {
@@ -90,47 +79,47 @@ private:
     }
 };
 
-Layout layoutOf(const Fields& file) {
+Layout layoutOf(std::span<const std::byte> file) {
     Layout layout;
-    layout.pixelsAt = file.number(10, 4);
-    layout.headerSize = file.number(14, 4);
+    layout.pixelsAt = number(file, 10, 4);
+    layout.headerSize = number(file, 14, 4);
     if (layout.isOld()) {
-        layout.width = file.number(18, 2);
-        layout.height = file.number(20, 2);
-        layout.bits = file.number(24, 2);
+        layout.width = number(file, 18, 2);
+        layout.height = number(file, 20, 2);
+        layout.bits = number(file, 24, 2);
         return layout;
     }
-    const auto height = static_cast<std::int64_t>(static_cast<std::int32_t>(file.number(22, 4)));
-    layout.width = file.number(18, 4);
+    const auto height = static_cast<std::int64_t>(static_cast<std::int32_t>(number(file, 22, 4)));
+    layout.width = number(file, 18, 4);
     layout.isFromTop = height < 0;
     layout.height = static_cast<std::uint64_t>(height < 0 ? -height : height);
-    layout.bits = file.number(28, 2);
-    layout.compression = file.number(30, 4);
+    layout.bits = number(file, 28, 2);
+    layout.compression = number(file, 30, 4);
     return layout;
 }
 
 // Black where the file has fewer colours than its pixels could name.
-BmpPalette paletteOf(const Fields& file, const Layout& layout) {
+BmpPalette paletteOf(std::span<const std::byte> file, const Layout& layout) {
     const unsigned entrySize = layout.isOld() ? 3 : 4;
     const std::size_t at = kFileHeaderSize + layout.headerSize;
-    const std::uint32_t told = layout.isOld() ? 0 : file.number(46, 4);
+    const std::uint32_t told = layout.isOld() ? 0 : number(file, 46, 4);
     const std::uint32_t possible = 1U << layout.bits;
     const std::uint32_t count = told == 0 ? possible : std::min(told, possible);
     BmpPalette palette;
     palette.fill({std::byte{0}, std::byte{0}, std::byte{0}, std::byte{255}});
     for (std::size_t i = 0; i < count && at + (i + 1) * entrySize <= layout.pixelsAt; ++i)
         for (unsigned colour = 0; colour < 3; ++colour)
-            palette[i][2 - colour] = static_cast<std::byte>(file.number(at + i * entrySize + colour, 1));
+            palette[i][2 - colour] = static_cast<std::byte>(number(file, at + i * entrySize + colour, 1));
     return palette;
 }
 
-std::array<Channel, 4> channelsOf(const Fields& file, const Layout& layout) {
+std::array<Channel, 4> channelsOf(std::span<const std::byte> file, const Layout& layout) {
     if (!layout.hasMasks() && layout.bits == 16)
         return {Channel(0x7c00), Channel(0x3e0), Channel(0x1f), Channel(0)};
     if (!layout.hasMasks())
         return {Channel(0xff0000), Channel(0xff00), Channel(0xff), Channel(0)};
     const bool hasAlpha = layout.compression == kMasksWithAlpha || layout.headerSize >= kAlphaHeaderSize;
-    const auto mask = [&](std::size_t i) { return Channel(file.number(kMasksAt + i * 4, 4)); };
+    const auto mask = [&](std::size_t i) { return Channel(number(file, kMasksAt + i * 4, 4)); };
     return {mask(0), mask(1), mask(2), hasAlpha ? mask(3) : Channel(0)};
 }
 
@@ -156,7 +145,7 @@ void readColourRow(const std::byte* row, std::uint32_t width, unsigned bits,
     }
 }
 
-void readRows(const Fields& file, const Layout& layout, std::span<const std::byte> rows,
+void readRows(std::span<const std::byte> file, const Layout& layout, std::span<const std::byte> rows,
               PixelBuffer& pixels) {
     const BmpPalette palette = layout.hasPalette() ? paletteOf(file, layout) : BmpPalette{};
     const auto channels = channelsOf(file, layout);
@@ -173,12 +162,12 @@ void readRows(const Fields& file, const Layout& layout, std::span<const std::byt
 } // namespace
 
 std::optional<ImageRepresentation> readBmp(const Data& data) {
-    const Fields file(data.bytes());
+    const std::span<const std::byte> file = data.bytes();
     const Layout layout = layoutOf(file);
     if (!layout.isKnown() || !PixelBuffer::isPossible(layout.width, layout.height) ||
         layout.pixelsAt > data.size())
         return std::nullopt;
-    const auto stored = data.bytes().subspan(layout.pixelsAt);
+    const auto stored = file.subspan(layout.pixelsAt);
     const bool mayBeWhole = layout.isInRuns() ? mayBeBmpRuns(stored, layout.width, layout.height)
                                               : layout.rowSize() <= stored.size() / layout.height;
     if (!mayBeWhole)

@@ -20,6 +20,11 @@ constexpr int kRounds = 2;
 constexpr unsigned kBinBits = 6;
 constexpr std::size_t kBins = std::size_t{1} << (3 * kBinBits);
 
+// Fewer bins than that would give a palette too little choice: then the colours are told apart, as long as
+// they are no more than 256 bins can hold.
+constexpr std::size_t kManyBins = 4 * kMaxColours;
+constexpr std::size_t kMaxExactColours = kMaxColours << (3 * (8 - kBinBits));
+
 constexpr unsigned kDropped = 8 - kBinBits;
 constexpr unsigned kBeyond = (1U << kDropped) - 1;
 
@@ -60,39 +65,60 @@ bool forEachRun(std::span<const std::byte> pixels, const Take& take) {
     return true;
 }
 
-// The colours of a picture as they are, as long as they are few.
-class FewColours {
+// The colours of a picture as they are, in the order of their coming, and how many pixels have them.
+class ExactColours {
 public:
-    explicit FewColours(std::size_t room) : room_(room) {}
+    explicit ExactColours(std::size_t room) : room_(room) {}
 
-    // The place of the colour, or none when there is no room for another one.
-    std::optional<std::uint8_t> place(const std::byte* pixel) {
-        const std::uint32_t key = part(pixel, 0) << 16 | part(pixel, 1) << 8 | part(pixel, 2);
-        for (std::size_t slot = key * 0x9e3779b1U >> 22;; slot = (slot + 1) % slots_.size()) {
-            if (slots_[slot].key == key)
-                return slots_[slot].place;
-            if (slots_[slot].key != kFree)
-                continue;
-            if (colours.size() == room_)
+    // Counts that many pixels of one colour and answers its place, or none when there is no room.
+    std::optional<std::size_t> count(const std::byte* pixel, std::size_t count) {
+        Slot& slot = slots_[slotOf(pixel)];
+        if (slot.count == 0) {
+            if (size_ == room_)
                 return std::nullopt;
-            slots_[slot] = {key, static_cast<std::uint8_t>(colours.size())};
-            colours.push_back({static_cast<std::uint8_t>(key >> 16), static_cast<std::uint8_t>(key >> 8),
-                               static_cast<std::uint8_t>(key)});
-            return slots_[slot].place;
+            slot = {keyOf(pixel), 0, static_cast<std::uint16_t>(size_++)};
         }
+        slot.count += static_cast<std::uint32_t>(count);
+        return slot.place;
     }
 
-    std::vector<Rgb> colours;
+    std::size_t placeOf(const std::byte* pixel) const { return slots_[slotOf(pixel)].place; }
+
+    std::vector<ColourPoint> points() const {
+        std::vector<ColourPoint> points(size_);
+        for (const Slot& slot : slots_)
+            if (slot.count > 0)
+                points[slot.place] = {{static_cast<float>(slot.key >> 16),
+                                       static_cast<float>(slot.key >> 8 & 0xff),
+                                       static_cast<float>(slot.key & 0xff)},
+                                      static_cast<float>(slot.count)};
+        return points;
+    }
 
 private:
-    static constexpr std::uint32_t kFree = ~0U;
+    static constexpr unsigned kSlotBits = 15;
+    static constexpr std::size_t kSlots = std::size_t{1} << kSlotBits;
+    static_assert(kMaxExactColours <= kSlots / 2);
     struct Slot {
-        std::uint32_t key = kFree;
-        std::uint8_t place = 0;
+        std::uint32_t key = 0;
+        std::uint32_t count = 0; // 0 while it is free
+        std::uint16_t place = 0;
     };
 
+    static std::uint32_t keyOf(const std::byte* pixel) {
+        return part(pixel, 0) << 16 | part(pixel, 1) << 8 | part(pixel, 2);
+    }
+    std::size_t slotOf(const std::byte* pixel) const {
+        const std::uint32_t key = keyOf(pixel);
+        std::size_t slot = key * 0x9e3779b1U >> (32 - kSlotBits);
+        while (slots_[slot].count > 0 && slots_[slot].key != key)
+            slot = (slot + 1) % kSlots;
+        return slot;
+    }
+
     std::size_t room_;
-    std::array<Slot, 1024> slots_;
+    std::vector<Slot> slots_ = std::vector<Slot>(kSlots);
+    std::size_t size_ = 0;
 };
 
 std::vector<Bin> countColours(std::span<const std::byte> pixels) {
@@ -128,13 +154,29 @@ std::vector<ColourPoint> pointsOf(const std::vector<Bin>& bins) {
     return points;
 }
 
-std::vector<ColourPoint> choosePalette(std::vector<ColourPoint> points, std::size_t count) {
-    std::vector<ColourPoint> colours = cutByVariance(points, count);
+void addColours(const std::vector<ColourPoint>& colours, std::vector<Rgb>& palette) {
+    for (const ColourPoint& colour : colours)
+        palette.push_back({static_cast<std::uint8_t>(colour.mean[0]),
+                           static_cast<std::uint8_t>(colour.mean[1]),
+                           static_cast<std::uint8_t>(colour.mean[2])});
+}
+
+// Fills the palette with colours for the points, and gives each point its place there.
+std::vector<std::uint8_t> chooseColours(const std::vector<ColourPoint>& points, std::vector<Rgb>& palette) {
+    const std::size_t first = palette.size();
+    std::vector<ColourPoint> reordered = points;
+    std::vector<ColourPoint> colours = cutByVariance(reordered, kMaxColours - first);
     settle(colours, points, kRounds);
     for (ColourPoint& colour : colours)
         for (float& value : colour.mean)
             value = std::round(value);
-    return colours;
+    addColours(colours, palette);
+    const NearestColour nearest(colours);
+    std::vector<std::uint8_t> places;
+    places.reserve(points.size());
+    for (const ColourPoint& point : points)
+        places.push_back(static_cast<std::uint8_t>(first + nearest.to(point.mean)));
+    return places;
 }
 
 bool hasHoles(std::span<const std::byte> pixels) {
@@ -143,39 +185,53 @@ bool hasHoles(std::span<const std::byte> pixels) {
     return !forEachRun(pixels, [](const std::byte* pixel, std::size_t) { return isOpaque(pixel); });
 }
 
-bool keepColours(std::span<const std::byte> pixels, IndexedPicture& indexed) {
+// False when the palette has no room for all colours.
+bool paintWithOwn(std::span<const std::byte> pixels, IndexedPicture& indexed) {
     const std::size_t first = indexed.palette.size();
-    FewColours few(kMaxColours - first);
+    ExactColours exact(kMaxColours - first);
     std::uint8_t* target = indexed.pixels.data();
     const bool areFew = forEachRun(pixels, [&](const std::byte* pixel, std::size_t count) {
-        const auto place = isOpaque(pixel) ? few.place(pixel) : std::nullopt;
+        const auto place = isOpaque(pixel) ? exact.count(pixel, count) : std::nullopt;
         if (!place && isOpaque(pixel))
             return false;
         target = std::fill_n(target, count, static_cast<std::uint8_t>(place ? first + *place : 0));
         return true;
     });
     if (areFew)
-        indexed.palette.insert(indexed.palette.end(), few.colours.begin(), few.colours.end());
+        addColours(exact.points(), indexed.palette);
     return areFew;
 }
 
-void chooseColours(std::span<const std::byte> pixels, IndexedPicture& indexed) {
-    const std::size_t first = indexed.palette.size();
+// False when there are too many colours to tell them apart.
+bool paintEachColour(std::span<const std::byte> pixels, IndexedPicture& indexed) {
+    ExactColours exact(kMaxExactColours);
+    const auto take = [&exact](const std::byte* pixel, std::size_t count) {
+        return !isOpaque(pixel) || exact.count(pixel, count);
+    };
+    if (!forEachRun(pixels, take))
+        return false;
+    const std::vector<std::uint8_t> places = chooseColours(exact.points(), indexed.palette);
+    std::uint8_t* target = indexed.pixels.data();
+    return forEachRun(pixels, [&](const std::byte* pixel, std::size_t count) {
+        target = std::fill_n(target, count, isOpaque(pixel) ? places[exact.placeOf(pixel)] : std::uint8_t{0});
+        return true;
+    });
+}
+
+void chooseAndPaint(std::span<const std::byte> pixels, IndexedPicture& indexed) {
     const std::vector<Bin> bins = countColours(pixels);
-    const std::vector<ColourPoint> colours = choosePalette(pointsOf(bins), kMaxColours - first);
-    for (const ColourPoint& colour : colours)
-        indexed.palette.push_back({static_cast<std::uint8_t>(colour.mean[0]),
-                                   static_cast<std::uint8_t>(colour.mean[1]),
-                                   static_cast<std::uint8_t>(colour.mean[2])});
-    const NearestColour nearest(colours);
+    const std::vector<ColourPoint> points = pointsOf(bins);
+    if (points.size() < kManyBins && paintEachColour(pixels, indexed))
+        return;
+    const std::vector<std::uint8_t> places = chooseColours(points, indexed.palette);
     std::vector<std::uint8_t> placeOfBin(kBins);
-    for (std::size_t i = 0; i < kBins; ++i)
-        if (bins[i].count > 0)
-            placeOfBin[i] = static_cast<std::uint8_t>(first + nearest.to(pointOf(bins[i], i).mean));
-    const std::uint8_t* const places = placeOfBin.data();
+    for (std::size_t bin = 0, point = 0; bin < kBins; ++bin)
+        if (bins[bin].count > 0)
+            placeOfBin[bin] = places[point++];
+    const std::uint8_t* const placeOf = placeOfBin.data();
     const std::byte* pixel = pixels.data();
-    std::generate_n(indexed.pixels.data(), indexed.pixels.size(), [places, &pixel] {
-        const std::uint8_t place = isOpaque(pixel) ? places[binOf(pixel)] : std::uint8_t{0};
+    std::generate_n(indexed.pixels.data(), indexed.pixels.size(), [placeOf, &pixel] {
+        const std::uint8_t place = isOpaque(pixel) ? placeOf[binOf(pixel)] : std::uint8_t{0};
         pixel += 4;
         return place;
     });
@@ -191,8 +247,8 @@ IndexedPicture quantise(const ImageRepresentation& picture) {
         indexed.transparent = 0;
         indexed.palette.emplace_back();
     }
-    if (!keepColours(pixels, indexed))
-        chooseColours(pixels, indexed);
+    if (!paintWithOwn(pixels, indexed))
+        chooseAndPaint(pixels, indexed);
     return indexed;
 }
 

@@ -19,7 +19,9 @@ struct IndexedPicture {
 };
 
 // Chooses the palette for the picture and gives each pixel the colour nearest to its own: exactly its own
-// when the picture has no more than 256. Pixels less than half opaque are transparent, all others opaque.
+// when the picture has no more than 256, or 255 beside transparency. Where there are very many, those that
+// differ by less than 4 in each part may count as one. Pixels less than half opaque are transparent, all
+// others opaque.
 IndexedPicture quantise(const ImageRepresentation& picture);
 
 } // namespace kitwell::platform

@@ -1,5 +1,6 @@
 #include "KitwellPlatform/Images/Jpeg2000Claims.h"
 
+#include "KitwellPlatform/Images/ByteOrder.h"
 #include "KitwellPlatform/Images/PixelBuffer.h"
 
 namespace kitwell::platform {
@@ -13,14 +14,8 @@ constexpr std::uint64_t kHeaderBox = 0x6a703268;         // "jp2h", which holds 
 constexpr std::uint64_t kPaletteBox = 0x70636c72;        // "pclr"
 constexpr std::uint64_t kCodestreamBox = 0x6a703263;     // "jp2c"
 
-// Big-endian; 0 for what is not all inside.
 std::uint64_t numberAt(std::span<const std::byte> bytes, std::size_t at, std::size_t size) {
-    if (at + size > bytes.size())
-        return 0;
-    std::uint64_t number = 0;
-    for (const std::byte byte : bytes.subspan(at, size))
-        number = number << 8U | std::to_integer<std::uint64_t>(byte);
-    return number;
+    return platform::numberAt(bytes, at, size, std::endian::big);
 }
 
 bool codestreamClaimsLittle(std::span<const std::byte> codestream) {

@@ -35,7 +35,7 @@ private:
     struct Item {
         Work work;
         Delivery delivery;
-        bool isDone = false;
+        bool isDone = false; // under mutex_
     };
 
     void startWorker();
@@ -43,14 +43,16 @@ private:
     void doNext(std::unique_lock<std::mutex>& lock, unsigned worker);
     void deliverOldest();
 
+    // The adding thread's alone; an item's work is the worker's that took it.
     unsigned workers_;
-    std::deque<std::unique_ptr<Item>> order_; // the adding thread's alone
-    std::mutex mutex_;                        // of what follows
+    std::vector<std::thread> threads_;
+    std::deque<std::unique_ptr<Item>> order_;
+
+    std::mutex mutex_; // of what follows
     std::condition_variable isWaiting_;
     std::condition_variable isDone_;
     std::deque<Item*> waiting_;
     bool isOver_ = false;
-    std::vector<std::thread> threads_;
 };
 
 } // namespace kitwell::platform

@@ -12,17 +12,10 @@ namespace {
 
 using BitmapFile = kitwell::test::InTestHome;
 
-// The colours without their alpha, as other programs speak of them.
-std::string rgb(const ImageRepresentation& picture) {
-    std::string colours;
-    for (std::size_t at = 0; at < picture.pixels.size(); at += 4)
-        colours += picture.pixels.text().substr(at, 3);
-    return colours;
-}
-
-std::string pam(const ImageRepresentation& picture) {
+// As other programs speak of pictures: this, and then the pixels.
+std::string pamHead(const ImageRepresentation& picture) {
     return "P7\nWIDTH " + std::to_string(picture.width) + "\nHEIGHT " + std::to_string(picture.height) +
-           "\nDEPTH 4\nMAXVAL 255\nTUPLTYPE RGB_ALPHA\nENDHDR\n" + std::string(picture.pixels.text());
+           "\nDEPTH 4\nMAXVAL 255\nTUPLTYPE RGB_ALPHA\nENDHDR\n";
 }
 
 // What programs, told by a shell's words, make of the bytes in the file "in": the file "out".
@@ -57,27 +50,35 @@ ImageRepresentation changed(const ImageRepresentation& picture, void (*change)(u
 
 struct Kind {
     BitmapFileType type;
-    const char* decode; // how another program reads the file
+    const char* decode; // how other programs read the file's colours, "c", and its alpha, "a"
     void (*stored)(unsigned&, unsigned&);
     double distance;
 };
 
 const Kind kKinds[] = {
-    {BitmapFileType::TIFF, "tifftopnm -byrow in", keep, kExactly},
-    {BitmapFileType::BMP, "bmptopnm in", keep, kExactly},
-    {BitmapFileType::PNG, "pngtopam in", keep, kExactly},
-    {BitmapFileType::JPEG2000, "mv in i.jp2 && opj_decompress -i i.jp2 -o o.pnm && pamtopng o.pnm | pngtopam",
+    {BitmapFileType::TIFF, "tifftopnm -byrow -alphaout=a in > c", keep, kExactly},
+    {BitmapFileType::BMP,
+     "bmptopnm in > c && mv in i.bmp && opj_compress -n 1 -i i.bmp -o i.jp2 && "
+     "opj_decompress -i i.jp2 -o i.png && pngtopam -alpha i.png > a",
      keep, kExactly},
-    {BitmapFileType::GIF, "giftopnm in", keepHalf, 40},
-    {BitmapFileType::JPEG, "jpegtopnm in", layOverWhite, 38},
+    {BitmapFileType::PNG, "pngtopam in > c && pngtopam -alpha in > a", keep, kExactly},
+    {BitmapFileType::JPEG2000,
+     "mv in i.jp2 && opj_decompress -i i.jp2 -o i.png && pngtopam i.png > c && pngtopam -alpha i.png > a",
+     keep, kExactly},
+    {BitmapFileType::GIF, "giftopnm -alphaout=a in > c", keepHalf, 40},
+    {BitmapFileType::JPEG, "jpegtopnm in > c && pamtopng c | pngtopam -alpha > a", layOverWhite, 38},
 };
+
+// What other programs read, as one picture of red, green, blue and alpha.
+constexpr char kTogether[] =
+    " && ppmtoppm < c > d && pamdepth 255 a | pamstack -tupletype=RGB_ALPHA d - > out";
 
 } // namespace
 
 TEST_F(BitmapFile, OtherProgramsAndThisOneReadWhatIsWritten) {
-    const ImageRepresentation pictures[] = {slope(1, 1, true, true), slope(31, 17, false, true),
-                                            slope(64, 5, true, false), slope(40, 90, false, false),
-                                            slope(1, 100000, false, true)};
+    const ImageRepresentation pictures[] = {slope(1, 1, true, true),       slope(31, 17, false, true),
+                                            slope(64, 5, true, false),     slope(40, 90, false, false),
+                                            slope(1, 100000, false, true), slope(30000, 1, false, false)};
     for (const Kind& kind : kKinds)
         for (const ImageRepresentation& picture : pictures) {
             SCOPED_TRACE(std::string(kind.decode) + ", width " + std::to_string(picture.width));
@@ -91,12 +92,10 @@ TEST_F(BitmapFile, OtherProgramsAndThisOneReadWhatIsWritten) {
             const auto back = Image::fromData(*data);
             ASSERT_TRUE(back);
             EXPECT_GE(decibels(back->representations().front(), stored), kind.distance);
-            const std::string seen =
-                converted(home, data->text(), kind.decode + std::string(" | ppmtoppm > out"));
-            const std::string size = std::to_string(picture.width) + " " + std::to_string(picture.height);
-            const std::string head = "P6\n" + size + "\n255\n";
+            const std::string seen = converted(home, data->text(), kind.decode + std::string(kTogether));
+            const std::string head = pamHead(picture);
             ASSERT_EQ(seen.substr(0, head.size()), head);
-            EXPECT_GE(decibels({1, 1, Data(seen.substr(head.size()))}, {1, 1, Data(rgb(stored))}),
+            EXPECT_GE(decibels({picture.width, picture.height, Data(seen.substr(head.size()))}, stored),
                       kind.distance);
         }
 }
@@ -123,9 +122,32 @@ TEST_F(BitmapFile, FilesOfOtherProgramsAreRead) {
     };
     for (const auto& row : rows) {
         const ImageRepresentation picture = slope(53, 37, row.isGrey, row.isOpaque);
-        const auto image = Image::fromData(Data(converted(home, pam(picture), row.encode)));
+        const auto image = Image::fromData(
+            Data(converted(home, pamHead(picture) + std::string(picture.pixels.text()), row.encode)));
         ASSERT_TRUE(image) << row.encode;
         EXPECT_GE(decibels(image->representations().front(), picture), row.distance) << row.encode;
+    }
+}
+
+TEST(BitmapFileBounds, AGifGivesUpNoMoreColoursThanItMust) {
+    std::string greys, dark;
+    for (unsigned i = 0; i < 256; ++i)
+        greys += number(i * 0x10101 + 0xff000000);
+    for (unsigned i = 0; i < 343; ++i)
+        dark += number(0xff000000 | i % 7 | i / 7 % 7 << 8 | i / 49 << 16);
+    const struct {
+        ImageRepresentation picture;
+        double distance;
+    } rows[] = {
+        {{7, 49, Data(dark)}, 60},
+        {{257, 1, Data(greys + raw("ff0000ff"))}, 70},
+        {{257, 1, Data(greys + raw("00000000"))}, 70},
+        {slope(200, 200, false, true), 38}, // more colours than are told apart
+    };
+    for (const auto& [picture, distance] : rows) {
+        const auto back = Image::fromData(bitmapData(picture, BitmapFileType::GIF).value_or(Data()));
+        ASSERT_TRUE(back);
+        EXPECT_GE(decibels(back->representations().front(), picture), distance);
     }
 }
 
