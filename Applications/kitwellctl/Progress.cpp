@@ -6,8 +6,6 @@
 
 namespace kitwell::applications {
 
-using namespace std::chrono_literals;
-
 Progress::Progress() : isTerminal_(::isatty(STDERR_FILENO) == 1) {
     if (isTerminal_)
         ticker_ = std::jthread([this](const std::stop_token& end) { showAgainAndAgain(end); });
@@ -42,7 +40,7 @@ void Progress::show() {
     if (percent_)
         text += " " + std::to_string(*percent_) + " %";
     const auto taken = std::chrono::duration_cast<std::chrono::seconds>(Clock::now() - begun_);
-    if (taken >= 2s)
+    if (taken >= std::chrono::seconds(2))
         text += ", " + std::to_string(taken.count()) + " s";
     if (isTerminal_ && text != shown_)
         std::fprintf(stderr, "\r\033[K%s", text.c_str());
@@ -51,7 +49,8 @@ void Progress::show() {
 
 void Progress::showAgainAndAgain(const std::stop_token& end) {
     std::unique_lock lock(mutex_);
-    while (!isOver_.wait_for(lock, end, 100ms, [&end] { return end.stop_requested(); }))
+    while (
+        !isOver_.wait_for(lock, end, std::chrono::milliseconds(100), [&end] { return end.stop_requested(); }))
         show();
 }
 
