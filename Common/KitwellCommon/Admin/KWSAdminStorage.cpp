@@ -59,26 +59,6 @@ platform::Result<void> writeFile(const std::string& path, const platform::Data& 
         {.followsSymlinks = false, .newMode = kNewFileMode, .mayReplace = mayReplace, .sweepsFolder = true});
 }
 
-bool save(const std::string& path, const Dictionary& storage, bool mayReplace, platform::Error& error) {
-    const auto data = KWSAdminStorage::dataFromDict(storage, error);
-    bool isWritten = false;
-    if (data) {
-        const auto written = writeFile(path, *data, mayReplace);
-        isWritten = static_cast<bool>(written);
-        if (!isWritten)
-            error = KWSErrorFor(written.error(), KWSOperation::Write);
-    }
-    if (!isWritten)
-        KWLogVariadic("Unable to write into file %@. Error %@", path, error.description);
-    return isWritten;
-}
-
-// KWS_ERR_READ is no fault of the file, but of the moment: out of descriptors, say. The file may be sound,
-// and restrict.
-bool mayBeReplaced(std::int64_t errorOfReading) {
-    return errorOfReading != KWS_ERR_READ;
-}
-
 } // namespace
 
 std::unique_ptr<KWSAdminStorage> KWSAdminStorage::create(std::uint64_t creationFlag,
@@ -86,7 +66,7 @@ std::unique_ptr<KWSAdminStorage> KWSAdminStorage::create(std::uint64_t creationF
     errorCode = KWS_ERR_COMMON;
     const std::string path = KWSPathHelper::filePath();
     auto storage = loadAtPath(path, errorCode);
-    if (!storage && creationFlag != kOpenOnly && mayBeReplaced(errorCode))
+    if (!storage && creationFlag != kOpenOnly)
         storage = errorCode == KWS_ERR_READ_MISSING ? createMissing(path, errorCode)
                                                     : createAtPath(path, errorCode);
     if (!storage)
@@ -143,7 +123,7 @@ std::optional<Dictionary> KWSAdminStorage::createAtPath(const std::string& path,
     if (platform::FileManager::attributes(path))
         moveToBackupThePath(path);
     platform::Error error;
-    if (!save(path, {}, false, error)) { // not over what could not be set aside
+    if (!saveToDiskAtPath(path, {}, error)) {
         errorCode = error.code;
         return std::nullopt;
     }
@@ -159,7 +139,7 @@ std::optional<Dictionary> KWSAdminStorage::createMissing(const std::string& path
     if (empty && writeFile(path, *empty, false))
         return finishNewFile(path, errorCode);
     auto made = loadAtPath(path, errorCode);
-    return made || !mayBeReplaced(errorCode) ? made : createAtPath(path, errorCode);
+    return made ? made : createAtPath(path, errorCode);
 }
 
 void KWSAdminStorage::moveToBackupThePath(const std::string& path) {
@@ -197,7 +177,17 @@ std::optional<platform::Data> KWSAdminStorage::dataFromDict(const Dictionary& di
 
 bool KWSAdminStorage::saveToDiskAtPath(const std::string& path, const Dictionary& storage,
                                        platform::Error& error) {
-    return save(path, storage, true, error);
+    const auto data = dataFromDict(storage, error);
+    bool isWritten = false;
+    if (data) {
+        const auto written = writeFile(path, *data, true);
+        isWritten = static_cast<bool>(written);
+        if (!isWritten)
+            error = KWSErrorFor(written.error(), KWSOperation::Write);
+    }
+    if (!isWritten)
+        KWLogVariadic("Unable to write into file %@. Error %@", path, error.description);
+    return isWritten;
 }
 
 } // namespace kitwell

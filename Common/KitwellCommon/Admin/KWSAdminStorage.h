@@ -36,9 +36,8 @@ class KITWELL_API KWSAdminStorage : public CEPInfoHolder {
 public:
     // Opens the file at KWSPathHelper::filePath(). With `creationFlag` 1 a missing or unreadable file gives
     // null, and the disk is never changed; with any other one an unreadable file is set aside under a backup
-    // name and a new empty one is made, which needs the superuser's rights. A file that the system fails to
-    // read (KWS_ERR_READ) stays, for it may be sound, and the answer is null. Of several that find no file
-    // one makes it and the others open that. `errorCode` is 0 with a store, else says why there is none.
+    // name and a new empty one is made, which needs the superuser's rights. Of several that find no
+    // file one makes it and the others open that. `errorCode` is 0 with a store, else says why there is none.
     static std::unique_ptr<KWSAdminStorage> create(std::uint64_t creationFlag, std::int64_t& errorCode);
 
     // The stored value; nothing when there is none.
@@ -64,7 +63,7 @@ public:
     // is something else.
     static std::optional<platform::Dictionary> loadAtPath(const std::string& path, std::int64_t& errorCode);
     // Sets what stands at the path aside, makes an empty file for the administrators and answers its content.
-    // What cannot be set aside is not overwritten; a symlink in the folder's place is refused.
+    // What cannot be set aside is overwritten; a symlink in the folder's place is refused.
     static std::optional<platform::Dictionary> createAtPath(const std::string& path, std::int64_t& errorCode);
     // To "<path>.backup.<seconds since 1970>"; where something stands already, after a log line, to the next
     // free number. On failure a log line.

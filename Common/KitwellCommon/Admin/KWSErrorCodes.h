@@ -12,7 +12,7 @@ namespace kitwell {
 inline constexpr std::int64_t KWS_ERR_COMMON =
     -1; // without a more specific cause; the top level is no object
 
-inline constexpr std::int64_t KWS_ERR_READ = 100; // of another cause than these: the file may be sound
+inline constexpr std::int64_t KWS_ERR_READ = 100;         // of another cause than these
 inline constexpr std::int64_t KWS_ERR_READ_MISSING = 101; // there is no such file
 inline constexpr std::int64_t KWS_ERR_READ_DENIED = 102;  // this user may not read it
 inline constexpr std::int64_t KWS_ERR_READ_NO_FILE =

@@ -1,6 +1,5 @@
 #include <regex>
 #include <sys/mount.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 
 #include "KitwellCommon/Admin/MachineLibrary.h"
@@ -154,17 +153,6 @@ TEST_F(AdminStorage, EachFailureHasItsCodeAndItsLine) {
                                             ". Error move "));
     EXPECT_EQ(std::filesystem::file_size(KWSPathHelper::filePath() + ".backup." + std::to_string(now + 30)),
               std::string("no JSON").size());
-
-    // A moment without descriptors must not lift what a sound file restricts.
-    writeSettings("{\"kept\": 1}");
-    rlimit before{};
-    ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &before), 0);
-    const rlimit none{0, before.rlim_max};
-    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &none), 0);
-    EXPECT_FALSE(KWSAdminStorage::create(0, errorCode));
-    ::setrlimit(RLIMIT_NOFILE, &before);
-    EXPECT_EQ(errorCode, KWS_ERR_READ);
-    EXPECT_EQ(settings(), "{\"kept\": 1}");
 
     // What JSON has no word for.
     platform::Error error;
