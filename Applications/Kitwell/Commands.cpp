@@ -6,6 +6,7 @@
 
 #include "KitwellPlatform/Applications/Application.h"
 #include "KitwellPlatform/Applications/Workspace.h"
+#include "KitwellPlatform/Values/Text.h"
 #include "Shared/UsageLog.h"
 
 namespace kitwell::applications {
@@ -21,9 +22,10 @@ constexpr std::array<std::string_view, 4> kToolVerbs{"click", "off", "launch", "
 void Commands::carryOut(const std::string& line) {
     std::istringstream words(line);
     std::string verb;
-    std::string name;
+    std::string rest;
     words >> verb >> std::ws;
-    std::getline(words, name);
+    std::getline(words, rest);
+    const std::string name(platform::trimmed(rest));
     if (verb.empty())
         return;
     if (verb == "quit")

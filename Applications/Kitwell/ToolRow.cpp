@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <numeric>
 
 #include "Shared/Words.h"
 #include "ToolList.h"
@@ -40,8 +41,22 @@ std::string cutToCharacters(std::string_view text, std::size_t count) {
     return std::string(text.substr(0, end));
 }
 
-std::array<std::string, 7> cells(const ToolRow& row) {
+constexpr std::size_t kColumns = 7;
+constexpr std::size_t kMenuTextColumn = 3;
+constexpr std::size_t kGap = 2;
+
+std::array<std::string, kColumns> cells(const ToolRow& row) {
     return {row.name, row.icon, row.menuIcon, row.menuText, row.status, row.launched, row.port};
+}
+
+// The menu text is what can be of any length: it gives way to the columns behind it, but not below its
+// heading.
+void leaveRoomForAll(std::array<std::size_t, kColumns>& widths, std::size_t width) {
+    std::size_t& menuText = widths[kMenuTextColumn];
+    const std::size_t others =
+        std::accumulate(widths.begin(), widths.end(), (kColumns - 1) * kGap) - menuText;
+    const std::size_t heading = std::string_view("MENU TEXT").size();
+    menuText = std::min(menuText, std::max(width > others ? width - others : 0, heading));
 }
 
 } // namespace
@@ -65,18 +80,20 @@ std::string lineFor(const ToolRow& row) {
 std::vector<std::string> tableFor(const std::vector<ToolRow>& rows, std::size_t width) {
     std::vector<ToolRow> all{{"NAME", "ICON", "MENU ICON", "MENU TEXT", "STATUS", "LAUNCHED", "PORT"}};
     all.insert(all.end(), rows.begin(), rows.end());
-    std::array<std::size_t, 7> widths{};
+    std::array<std::size_t, kColumns> widths{};
     for (const ToolRow& row : all) {
         const auto texts = cells(row);
         for (std::size_t column = 0; column < texts.size(); ++column)
             widths[column] = std::max(widths[column], characterCount(texts[column]));
     }
+    leaveRoomForAll(widths, width);
     std::vector<std::string> lines;
     for (const ToolRow& row : all) {
         std::string line;
-        const auto texts = cells(row);
+        auto texts = cells(row);
+        texts[kMenuTextColumn] = cutToCharacters(texts[kMenuTextColumn], widths[kMenuTextColumn]);
         for (std::size_t column = 0; column < texts.size(); ++column)
-            line += texts[column] + std::string(widths[column] - characterCount(texts[column]) + 2, ' ');
+            line += texts[column] + std::string(widths[column] - characterCount(texts[column]) + kGap, ' ');
         lines.push_back(cutToCharacters(line, width));
     }
     return lines;

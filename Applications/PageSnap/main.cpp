@@ -153,10 +153,11 @@ int main(int count, char** arguments) {
     }
     if (!kitwell::applications::checkToolIsAllowed() || !kitwell::applications::checkRunsAlone())
         return 1;
+    kitwell::platform::Application& application = kitwell::platform::Application::shared();
     const kitwell::applications::UsageLog usage;
     std::error_code failure; // a path that cannot be made absolute names no picture
     const kitwell::applications::PageSnap snap(
         hasFile ? std::filesystem::absolute(arguments[1], failure).string() : std::string());
-    const int code = kitwell::platform::Application::shared().run();
+    const int code = application.run();
     return hasFile && snap.hasFailed() ? 1 : code;
 }

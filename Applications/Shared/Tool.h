@@ -10,9 +10,11 @@ namespace kitwell::applications {
 // ends. Answers the exit code. Main thread.
 template <class Tool>
 int runTool() {
+    platform::Application& application =
+        platform::Application::shared(); // from here on SIGTERM ends it in order
     const UsageLog usage;
     const Tool tool;
-    return platform::Application::shared().run();
+    return application.run();
 }
 
 } // namespace kitwell::applications

@@ -190,6 +190,22 @@ TEST(AgentAndTools, AnAgentInTheBackgroundLeavesTheTerminalToTheShellAndListensL
     EXPECT_EQ(shell.wait(), 0);
 }
 
+TEST(AgentAndTools, TheTableKeepsItsLastColumnsHoweverLongATextIs) {
+    const Scene scene;
+    const Keyboard keyboard;
+    ChildProcess agent = ChildProcess::program(
+        "/bin/sh",
+        {"-c", R"(exec "$1" < "$2" > "$2")", "sh",
+         std::string(APPLICATIONS_FOLDER) + "/Kitwell.app/Contents/Linux/Kitwell", keyboard.terminal()});
+    keyboard.waitFor("PORT");
+    keyboard.type("launch DiskSpace \n"); // its text alone would fill half of the line
+    keyboard.waitFor("open");
+    keyboard.type("off DiskSpace\n");
+    keyboard.waitFor("permanent  yes       closed");
+    keyboard.type("quit\n");
+    EXPECT_EQ(agent.wait(), 0);
+}
+
 TEST(AgentAndTools, NotesAsksForTheAgentThatItNeedsAndGoesOnWithItAlone) {
     const Scene scene;
     const std::string notes = std::string(APPLICATIONS_FOLDER) + "/Notes.app/Contents/Linux/Notes";

@@ -1,6 +1,7 @@
 #include "KitwellCommon/SharedState/ToolPersistentDataReader.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "KitwellCommon/SharedState/AppGroup.h"
 #include "KitwellPlatform/Files/ExtendedAttributes.h"
@@ -16,10 +17,10 @@ namespace {
 
 constexpr std::string_view kIconCacheFolder = "Library/Caches/Icons";
 
+// A missing file and an unreadable one are no icon.
 std::optional<platform::Image> imageReferencing(const std::string& path) {
-    if (!platform::FileManager::fileExists(path))
-        return std::nullopt;
-    return platform::Image::byReferencingTiffFile(path);
+    platform::Image image = platform::Image::byReferencingTiffFile(path);
+    return image.representations().empty() ? std::nullopt : std::optional(std::move(image));
 }
 
 } // namespace

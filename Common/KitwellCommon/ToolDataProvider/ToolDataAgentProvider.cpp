@@ -85,6 +85,7 @@ bool ToolDataAgentProvider::ensureToolPortOpen() {
     toolPortDeath_ = NotificationCenter::defaultCenter().observe(
         platform::kPortDidBecomeInvalidNotification, toolPort_.get(),
         [this](const platform::Notification&) { portDied(); });
+    tellChange();
     sendToolIconNeeded();
     sendMenuIconNeeded();
     return toolPort_ != nullptr; // it may have died, and been forgotten, meanwhile
@@ -160,6 +161,7 @@ void ToolDataAgentProvider::portDied() {
         setStatus(ToolStatusOff);
     else if (status_ == ToolStatusPermanent)
         setPermanentIcons();
+    tellChange();
 }
 
 void ToolDataAgentProvider::setToolIcon(std::optional<platform::Image> icon) {

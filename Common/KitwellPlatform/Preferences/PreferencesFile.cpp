@@ -74,11 +74,11 @@ PreferencesFile::Reading PreferencesFile::read() {
     const auto bytes = readFile(path_, kMaxPropertyListBytes);
     if (!bytes && isMissing(bytes.error()))
         return hold(Dictionary(), std::move(seen));
-    if (!bytes) {
+    if (!bytes && bytes.error().code != EFBIG) {
         logFault("read a domain", bytes.error());
         return Reading::Failed;
     }
-    auto root = parsePropertyList(bytes->bytes());
+    auto root = bytes ? parsePropertyList(bytes->bytes()) : bytes.error();
     if (!root || !root->asDictionary()) {
         hold(Dictionary(), nullptr);
         return Reading::Damaged;

@@ -93,6 +93,9 @@ TEST_F(Agent, MessagesSetExactlyWhatTheySayAndMalformedOnesAreIgnoredWhole) {
         {"unknown status is kept", 100, {id, status(77)}, {.status = 77, .wasLaunched = true}},
         {"status too short", 100, {id, shortStatus}, {}},
         {"not UTF-8", 108, {Data("\xff\xfe"), Data("new")}, {}},
+        {"text without a text", 108, {id}, {}},
+        {"menu icon without a picture", 102, {id}, {}},
+        {"status without a status", 100, {id}, {}},
         {"unknown", 109, {id, status(1)}, {}}};
     for (const Case& one : cases) {
         SCOPED_TRACE(one.name);

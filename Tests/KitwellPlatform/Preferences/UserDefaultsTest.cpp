@@ -120,15 +120,18 @@ TEST_F(UserDefaultsTest, AValueThatNoFileCanHoldDoesNotKeepTheOthersFromBeingWri
 }
 
 TEST_F(UserDefaultsTest, ADamagedFileIsSetAsideOnceAndTheServiceGoesOn) {
-    for (const char* damaged : {"not a property list", "", "bplist00", "<plist><array/></plist>"}) {
+    const std::string tooLarge(kMaxPropertyListBytes + 1, '\0');
+    for (const std::string& damaged :
+         {std::string("not a property list"), std::string(), std::string("bplist00"),
+          std::string("<plist><array/></plist>"), tooLarge}) {
         const LogLines log;
         place(damaged);
         UserDefaults reader(kSuite);
-        EXPECT_FALSE(reader.objectForKey("k")) << damaged;
-        EXPECT_TRUE(store("k", 1)) << damaged;
-        EXPECT_EQ(stored("k"), Value(1)) << damaged;
-        EXPECT_EQ(readFile(file() + ".damaged", 100)->text(), damaged);
-        EXPECT_EQ(log.lines.size(), 1U) << damaged;
+        EXPECT_FALSE(reader.objectForKey("k")) << damaged.substr(0, 20);
+        EXPECT_TRUE(store("k", 1)) << damaged.substr(0, 20);
+        EXPECT_EQ(stored("k"), Value(1)) << damaged.substr(0, 20);
+        EXPECT_TRUE(readFile(file() + ".damaged", damaged.size())->text() == damaged);
+        EXPECT_EQ(log.lines.size(), 1U) << damaged.substr(0, 20);
     }
 }
 
